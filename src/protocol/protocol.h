@@ -121,3 +121,7 @@ constexpr int kKindPartial = 250;                    ///< taken into, or refused
 // The bus.
 constexpr unsigned int kBusPort = 0;                 ///< interface can0
 constexpr int kBusBitrate = 125000;                  ///< bit/s
+
+// Which port number a command line means: it names the charge address alone.
+constexpr int kChargeAddressPort1 = 0xE0;            ///< charge address served by port number 1
+constexpr int kChargeAddressPort2 = 0xE1;            ///< charge address served by port number 2; any other: 0

@@ -1,0 +1,62 @@
+// Cuts a firmware image into groups of 1024 bytes and packets of 4, ready to be sent.
+#pragma once
+
+#include <sys/time.h>
+
+#include <list>
+
+#include "sendcache.h"
+
+/// Packs one image for one device. `Pack_Init` comes first; the object owns nothing that outlives it.
+class PackData {
+  public:
+    /// Stores the four bus values, builds the identifier of the data frames and prints it, and creates the staging
+    /// file with its tables when there is none; a file that exists is left as it is. Always 0.
+    int Pack_Init(int canport, int chargeaddress, int devtype, int upaddress);
+
+    // Each stores the one value and nothing else. Always 0.
+    int Pack_SetCanPort(int value);
+    int Pack_SetChargeAddress(int value);
+    int Pack_SetDevType(int value);
+    int Pack_SetUpAddress(int value);
+
+    /// Builds the identifier of the data frames from the charge address (its low 8 bits) and prints it. Always 0.
+    int Pack_BuildCanid();
+
+    /// Reads the first `size` bytes of the image into `buffer`. 0, or -1 when the file cannot be opened or gives fewer
+    /// bytes, which is reported on standard error.
+    int Pack_ReadFileToCache(unsigned char* buffer, unsigned long size, const char* path);
+
+    /// Reads the image, fills the job record, inserts the job's row and appends the groups to the cache, the last one
+    /// filled up with 0xFF. 0; -1 for an empty or missing image, -2 without memory, -3 for one that cannot be read
+    /// whole: not a file, 2 GiB or more, unreadable. What keeps an image out is reported on standard error, unless it
+    /// is simply empty; nothing is then recorded or cached. A row that cannot be written is reported only.
+    /// Holds the image twice for a moment only: pages of the first copy are given back as its groups are made.
+    int Pack_RuningV2(const char* path, s_history* history, std::list<s_addnode>* cache);
+    /// Appends group `index` with its `length` bytes, packets and checksums to the cache. Always 0. Nothing goes to the
+    /// database here.
+    int Pack_WriteDataToDBV2(std::list<s_addnode>* cache, int index, const unsigned char* data, int length);
+
+    int Pack_GetFileSize() const { return filesize; }
+    unsigned int Pack_GetcrcA() const { return crcA; }
+    unsigned int Pack_GetcrcB() const { return crcB; }
+
+    int timestamp = 0;       ///< time of packing, seconds since the epoch; the job's key
+    int chargeaddress = 0;   ///< the device's bus address
+    int canport = 0;         ///< data byte 0 of every packet
+    int devtype = 0;         ///< data byte 1 of every packet
+    int upaddress = 0;       ///< data byte 2 of every packet
+    int groupsize = 0;       ///< bytes per group
+    unsigned int canid = 0;  ///< 29-bit identifier of the data frames
+    int filesize = 0;        ///< image size in bytes
+    unsigned int crcA = 0;   ///< CRC A of the image, padded to whole groups
+    unsigned int crcB = 0;   ///< CRC B of the image, exact size
+    int timeuse = 0;         ///< milliseconds spent staging rows
+    timeval starttime{};     ///< start of that stretch
+    timeval endtime{};       ///< its end
+
+  private:
+    int MeasureImage(const char* path);
+    void FillHistory(const char* path, s_history* history);
+    s_datanode MakePacket(int index, const unsigned char* bytes, int length) const;
+};

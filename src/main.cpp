@@ -1,0 +1,64 @@
+// velmorin: downloads one firmware image to one device. Started with four arguments, or with a job file.
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "canframe.h"
+#include "platform.h"
+#include "protocol.h"
+#include "tool.h"
+
+namespace {
+
+constexpr int kDirectArguments = 5;  // with the program's name
+
+/// Text that is not hexadecimal reads as 0.
+int HexArgument(const char* text) { return static_cast<int>(std::strtoul(text, nullptr, 16)); }
+
+int PortNumber(int charge_address) {
+    if (charge_address == kChargeAddressPort1) return 1;
+    if (charge_address == kChargeAddressPort2) return 2;
+    return 0;
+}
+
+void StartDirect(canframe& session, char** arguments) {
+    session.CAN_InitDevice(kBusPort, kBusBitrate);
+    const int charge_address = HexArgument(arguments[2]);
+    const int device_address = HexArgument(arguments[3]);
+    const int update_address = HexArgument(arguments[4]);
+    std::printf("chargeaddress:%02x devaddress:%02x updateaddress:%02x\n",
+                static_cast<unsigned int>(charge_address), static_cast<unsigned int>(device_address),
+                static_cast<unsigned int>(update_address));
+    session.SetAddress(PortNumber(charge_address), charge_address, device_address, update_address);
+    session.LoadData(arguments[1]);
+}
+
+bool StartFromJobFile(canframe& session, const char* program) {
+    std::printf("eg:./%s pathdownfile chargeaddress devaddress updateaddress\n", program);
+    if (session.LoadFirewareInfo() != 0) return false;
+    session.CAN_InitDevice(kBusPort, kBusBitrate);
+    session.FirewareUpdateInit();
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);  // a pipe, too, gets every line as it happens
+    std::signal(SIGPIPE, SIG_IGN);             // nobody who stops reading may stop an update
+    platform::AnnounceBench("velmorin");
+
+    tool::Tool_SetInfor("velmorin", "V1.00(00)", "NULL");
+    auto session = std::make_unique<canframe>();
+    if (argc >= kDirectArguments) {
+        StartDirect(*session, argv);
+    } else if (!StartFromJobFile(*session, argv[0])) {
+        return -1;
+    }
+    while (session->m_finished != 1) session->Runloop();
+    session->CacheClean();
+    session->UpdateRecord();
+    std::puts("update finished........");
+    return 0;
+}

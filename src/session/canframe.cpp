@@ -1,0 +1,72 @@
+#include "canframe.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "Packdata.h"
+#include "db.h"
+
+canframe::canframe() : m_debug(Can_Debugeable()) {}
+
+canframe::~canframe() {
+    if (m_canhandle != nullptr) CAN_Close(m_canhandle);
+}
+
+int canframe::Can_Debugeable() {
+    const char* value = std::getenv("CAN_UPDATE");
+    if (value == nullptr || *value == '\0') return 0;
+    const bool on = std::strcmp(value, "ON") == 0;
+    std::puts(on ? "LOG_CAN TURN ON" : "LOG_CAN TURN OFF");
+    return on ? 1 : 0;
+}
+
+int canframe::CAN_InitDevice(unsigned int port, int bitrate) {
+    m_canhandle = CAN_Init(static_cast<int>(port), bitrate);
+    return m_canhandle != nullptr ? 0 : -1;
+}
+
+int canframe::SetAddress(int port, int chargeaddress, int devtype, int updateaddress) {
+    m_canport = port;
+    m_chargeaddress = chargeaddress;
+    m_devtype = devtype;
+    m_updateaddress = updateaddress;
+    gettimeofday(&m_starttime, nullptr);
+    return 0;
+}
+
+int canframe::FirewareUpdateInit() {
+    gettimeofday(&m_starttime, nullptr);
+    return LoadData(m_firewarename.c_str());
+}
+
+int canframe::LoadData(const char* path) {
+    PackData packer;
+    m_firewaretype = std::strstr(path, ".tar.gz") != nullptr || std::strstr(path, ".TAR.GZ") != nullptr ? 1 : 0;
+    m_history = {};
+    packer.Pack_Init(m_canport, m_chargeaddress, m_devtype, m_updateaddress);
+    const int result = packer.Pack_RuningV2(path, &m_history, &m_addlist);
+    if (result != 0) std::printf("ERROR: %d,fireware %s Open Failed!\n", result, path);
+    m_filesize = packer.Pack_GetFileSize();
+    m_crcA = packer.Pack_GetcrcA();
+    m_crcB = packer.Pack_GetcrcB();
+    if (m_debug == 1) std::printf("crcA:%08x crcB:%08x\n", m_crcA, m_crcB);
+    return 0;
+}
+
+int canframe::CacheClean() {
+    m_addlist.clear();
+    return 0;
+}
+
+int canframe::UpdateRecord() {
+    gettimeofday(&m_endtime, nullptr);
+    // Unsigned 32-bit arithmetic: the microseconds of a job of 71 minutes and more wrap.
+    const auto seconds = static_cast<unsigned int>(m_endtime.tv_sec - m_starttime.tv_sec);
+    const auto microseconds = static_cast<unsigned int>(m_endtime.tv_usec - m_starttime.tv_usec);
+    m_history.timeuse = static_cast<int>((seconds * 1000000U + microseconds) / 1000U);
+    std::printf("time use = %ld ms\n", static_cast<long>(m_history.timeuse));
+    std::printf("error code:%d\n", m_errorcode);
+    db().DB_RecordHistory(m_errorcode, m_history.timeuse, m_history.timestamp, kStagingFile, nullptr);
+    return 0;
+}
