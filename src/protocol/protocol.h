@@ -71,6 +71,7 @@ enum ResultCode : int {
     kResultVersion = 8,           ///< the version check did not pass
     kResultRefused = 10,          ///< the device refused the download
     kResultGroupRejected = 12,    ///< a group was to be started a fourth time
+    kResultInterrupted = 13,      ///< a signal, or a person, ended the job
 };
 
 /// `result` in a few words of plain English; "unknown" for a value that no job records. Static text.

@@ -14,6 +14,7 @@ const char* ResultText(int result) {
         case kResultVersion: return "version check failed";
         case kResultRefused: return "download refused by the device";
         case kResultGroupRejected: return "a group was refused three times";
+        case kResultInterrupted: return "interrupted";
     }
     return "unknown";
 }
