@@ -18,7 +18,6 @@ enum Kind : int { kPureNumeric = 1, kPureInteger = 2, kAsciiText = 4, kCustomBin
 CCharHistogram::CCharHistogram() : counts{}, analysis(0) {}
 CCharHistogram::CCharHistogram(const CCharHistogram&) : CCharHistogram() {}
 CCharHistogram& CCharHistogram::operator=(const CCharHistogram& other) = default;
-CCharHistogram::~CCharHistogram() = default;
 
 void CCharHistogram::Reset() {
     counts.fill(0);

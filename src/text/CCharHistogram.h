@@ -16,7 +16,7 @@ class CCharHistogram {
     CCharHistogram();
     CCharHistogram(const CCharHistogram& other);             ///< An empty histogram, whatever other holds.
     CCharHistogram& operator=(const CCharHistogram& other);  ///< Takes over counters and classification.
-    ~CCharHistogram();
+    ~CCharHistogram() = default;
 
     void Reset();
 

@@ -31,8 +31,10 @@ CStringList& CStringList::operator=(const CStringList& other) {
 }
 
 CStringList& CStringList::operator=(const CString& s) {
-    const CString copy = s;  // s may be one of the texts that go
-    return Clear() << copy;
+    CStringList one;
+    one << s;  // s may be one of the texts that go
+    items.swap(one.items);
+    return *this;
 }
 
 int CStringList::GetCount() const {

@@ -7,5 +7,8 @@
 #include "CString.h"         // IWYU pragma: export
 #include "CStringList.h"     // IWYU pragma: export
 #include "alphabets.h"       // IWYU pragma: export
+#include "iterators.h"       // IWYU pragma: export
 #include "parsing.h"         // IWYU pragma: export
+#include "quoting.h"         // IWYU pragma: export
+#include "stlconvert.h"      // IWYU pragma: export
 #include "strfunctions.h"    // IWYU pragma: export

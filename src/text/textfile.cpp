@@ -21,8 +21,8 @@ bool EndsLine(char c) {
 }  // namespace
 
 bool CStringList::LoadFromFile(const CString& path) {
-    const CString copy = path;  // path may be one of the texts that go
-    return Clear().AppendFromFile(copy);
+    const CString kept = path.GetCString();  // path may be one of the texts that go
+    return Clear().AppendFromFile(kept);
 }
 
 bool CStringList::AppendFromFile(const CString& path) {
@@ -46,7 +46,7 @@ bool CStringList::AppendFromFile(const CString& path) {
             line->GetString().append(at, stop);
             if (stop == end) break;
             after_cr = *stop == '\r';
-            items.push_back(std::move(line));
+            items.push_back(std::exchange(line, nullptr));
             at = stop + 1;
         }
     } while (size == block.size());

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <iosfwd>
+
+#include "CString.h"
+#include "CStringList.h"
+
+// Walks over text held elsewhere. An iterator owns nothing: the text must outlive it and not change size
+// under it. Every step returns a reference into the text itself, to read or write the byte there; the one at
+// an end position is a NUL to be read only. Nothing fails: walks stop at both ends, and where there is no
+// byte to refer to, the reference is to a NUL of the iterator's own.
+
+/// The root: walks over nothing.
+class CCharIterator {
+  public:
+    CCharIterator();
+    CCharIterator(const CCharIterator& other);
+    CCharIterator& operator=(const CCharIterator& other);
+
+    virtual int FirstPosition();
+    virtual int ThisPosition();
+    virtual int LastPosition();
+    virtual char& First();
+    virtual char& Prev();
+    virtual char& This();
+    virtual char& Next();
+    virtual char& Last();
+    virtual void Reset();  ///< As First().
+
+    /// Whether `wanted` stands from here on; an empty one always does. With `advance` a success moves behind
+    /// it; otherwise nothing moves. (The root takes no notice of `advance`.) The last end position matches
+    /// any number of NULs; a text reaches from one line of a list into the next only through a NUL.
+    virtual bool Match(const CString& wanted, bool advance);
+
+    virtual void Print(std::ostream& out);  ///< Does nothing.
+    virtual ~CCharIterator();
+
+  private:
+    char nullChar;
+};
+
+/// Walks over one text of length n: positions 0 to n, where n is the end position.
+class CStringIterator : public CCharIterator {
+  public:
+    CStringIterator();  ///< Over no text: every byte is NUL, every position 0.
+    CStringIterator(const CString* s);
+    CStringIterator(const CStringIterator& other);  ///< At the same place, from then on by itself.
+    CStringIterator& operator=(const CStringIterator& other);
+
+    int ThisPosition() override;
+    int LastPosition() override;  ///< n - 1, so -1 for an empty text.
+    char& First() override;       ///< To FirstPosition().
+    char& Prev() override;        ///< Stays at 0.
+    char& This() override;  ///< NUL also where the text has no position, as after Last() of an empty one.
+    char& Next() override;  ///< Up to the end position, and stays there.
+    char& Last() override;  ///< To LastPosition().
+    void Reset() override;
+    bool Match(const CString& wanted, bool advance) override;
+    ~CStringIterator() override;
+
+  private:
+    const CString* string;
+    int position;
+};
+
+/// Walks over all lines of a list. A line of length m has the columns 0 to m, where m is its end position.
+class CStringListIterator : public CCharIterator {
+  public:
+    CStringListIterator();  ///< Over no list: every byte is NUL, every position 0.
+    CStringListIterator(const CStringList* lines);
+    CStringListIterator(const CStringListIterator& other);  ///< At the same place, from then on by itself.
+    CStringListIterator& operator=(const CStringListIterator& other);
+
+    int ThisPosition() override;  ///< The column in the current line.
+    int LastPosition() override;  ///< All bytes plus one for each line.
+    char& First() override;
+    char& Prev() override;  ///< From column 0 to the last byte of the line before, not to its end position.
+    char& This() override;
+    char& Next() override;  ///< Through every byte and every line's end position.
+    char& Last() override;  ///< To the end position of the last line.
+    void Reset() override;
+    bool Match(const CString& wanted, bool advance) override;
+    ~CStringListIterator() override;
+
+  private:
+    CString& Line() const;
+
+    const CStringList* list;
+    int line;
+    int column;
+};
