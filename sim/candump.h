@@ -1,0 +1,33 @@
+// The bus as a candump log, which can-utils, python-can and Wireshark read.
+#pragma once
+
+#include <linux/can.h>
+#include <sys/time.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace sim {
+
+/// One log line without its newline: "(seconds.micros) INTERFACE ID#DATA". An extended identifier takes 8 hex
+/// digits, a standard one 3; a remote frame has R and its length instead of data.
+std::string CandumpLine(timeval when, const std::string& interface, const can_frame& frame);
+
+class CandumpLog {
+  public:
+    /// Starts `path` anew. Throws std::runtime_error when it cannot be written.
+    CandumpLog(const std::string& path, std::string interface);
+
+    /// Appends the frame with the current time; the line is in the file when this returns.
+    void Write(const can_frame& frame);
+
+  private:
+    struct Close {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+    std::unique_ptr<std::FILE, Close> file_;
+    std::string interface_;
+};
+
+}  // namespace sim
