@@ -14,7 +14,9 @@ namespace {
 constexpr int kDirectArguments = 5;  // with the program's name
 
 /// Text that is not hexadecimal reads as 0.
-int HexArgument(const char* text) { return static_cast<int>(std::strtoul(text, nullptr, 16)); }
+int HexArgument(const char* text) {
+    return static_cast<int>(std::strtoul(text, nullptr, 16));
+}
 
 int PortNumber(int charge_address) {
     if (charge_address == kChargeAddressPort1) return 1;

@@ -51,7 +51,9 @@ std::string ResolvePath(const char* path) {
     return BenchFolder() + path;
 }
 
-int RunShell(const char* command) { return BenchFolder().empty() ? std::system(command) : 0; }
+int RunShell(const char* command) {
+    return BenchFolder().empty() ? std::system(command) : 0;
+}
 
 int OpenBusSocket() {
     if (BenchFolder().empty()) return socket(PF_CAN, SOCK_RAW, CAN_RAW);

@@ -1,9 +1,9 @@
 // The one seam between the program and the controller it runs on.
 //
 // On the controller every call here is the plain system call or shell command. With VELMORIN_BENCH=DIR in the
-// environment (unset or empty: the controller) DIR stands in for the controller: paths below /mnt/nandflash/ lie
-// below DIR, interface canN is the Unix socket DIR/canN, and no shell command is run. Nothing else in the program
-// knows of the bench.
+// environment (unset or empty: the controller) DIR stands in for the controller: paths below /mnt/nandflash/
+// lie below DIR, interface canN is the Unix socket DIR/canN, and no shell command is run. Nothing else in the
+// program knows of the bench.
 #pragma once
 
 #include <string>
@@ -27,12 +27,13 @@ int RunShell(const char* command);
 /// ignored from then on: a hub that goes away must not end the process). -1 with errno on failure.
 int OpenBusSocket();
 
-/// Looks up interface `name` (at most 15 characters). Returns 0 and stores the interface index, or -1 with errno:
-/// ENODEV when there is no such interface, on a bench also when nobody listens on DIR/name. A bench path too long
-/// for a Unix socket is reported on standard error and ends the process with status 1.
+/// Looks up interface `name` (at most 15 characters). Returns 0 and stores the interface index, or -1 with
+/// errno: ENODEV when there is no such interface, on a bench also when nobody listens on DIR/name. A bench
+/// path too long for a Unix socket is reported on standard error and ends the process with status 1.
 int FindInterface(int fd, const char* name, int* index);
 
-/// Binds the descriptor to the interface of that index. Returns 0, or -1 with errno. A bench socket is bound already.
+/// Binds the descriptor to the interface of that index. Returns 0, or -1 with errno. A bench socket is bound
+/// already.
 int BindToInterface(int fd, int index);
 
 }  // namespace platform

@@ -28,7 +28,8 @@ int TraceFromEnvironment() {
     return on ? 1 : 0;
 }
 
-/// A command that fails (the interface is down already, say) is no reason to stop; a shell that cannot run is.
+/// A command that fails (the interface is down already, say) is no reason to stop; a shell that cannot run
+/// is.
 void SetUpInterface(const std::string& interface, int bitrate) {
     const std::string commands[] = {
         "ifconfig " + interface + " down",

@@ -1,5 +1,5 @@
-// The bus port: whole classic CAN frames over one raw SocketCAN socket, see linux/can.h. It knows nothing of the
-// update protocol and blocks nowhere but in CAN_Init. One thread uses a port.
+// The bus port: whole classic CAN frames over one raw SocketCAN socket, see linux/can.h. It knows nothing of
+// the update protocol and blocks nowhere but in CAN_Init. One thread uses a port.
 #pragma once
 
 #include <linux/can.h>
@@ -12,14 +12,15 @@ struct CAN_Port {
 static_assert(sizeof(CAN_Port) == 8);
 
 /// Sets interface can<port> to `bitrate` bit/s, brings it up and opens a port on it that sees every frame.
-/// Never returns a failure: one ends the process with exit status 1, after a line on standard error that names the
-/// call (none when the shell itself cannot be run). Blocks while the shell commands run.
-/// The environment's CAN_LOG "ON" turns the trace on; which one it is is printed unless CAN_LOG is unset or empty.
+/// Never returns a failure: one ends the process with exit status 1, after a line on standard error that
+/// names the call (none when the shell itself cannot be run). Blocks while the shell commands run. The
+/// environment's CAN_LOG "ON" turns the trace on; which one it is is printed unless CAN_LOG is unset or
+/// empty.
 CAN_Port* CAN_Init(int port, int bitrate);
 
-/// Reads one frame into `frame`. 1: a whole frame, its identifier bare: without flags, except that an error frame
-/// keeps CAN_ERR_FLAG. -1: no frame, or fewer than 16 bytes, which is reported on standard error; `frame` then holds
-/// nothing of use. Never blocks on a non-blocking port.
+/// Reads one frame into `frame`. 1: a whole frame, its identifier bare: without flags, except that an error
+/// frame keeps CAN_ERR_FLAG. -1: no frame, or fewer than 16 bytes, which is reported on standard error;
+/// `frame` then holds nothing of use. Never blocks on a non-blocking port.
 int CAN_Read(CAN_Port* port, struct can_frame* frame);
 
 /// Writes one frame to the bus, exactly as given, flag bits included. Never blocks and never retries.

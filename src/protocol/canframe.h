@@ -25,8 +25,9 @@ static_assert(sizeof(tagCAN_MailBox) == 11);
 
 /// One update job from its first heartbeat to its result. Single-threaded; never copied, never reused.
 ///
-/// Order of use: construct; `CAN_InitDevice`, `SetAddress`, `LoadData` (or `LoadFirewareInfo`, `CAN_InitDevice`,
-/// `FirewareUpdateInit`); `Runloop` until `m_finished` is 1; `CacheClean`; `UpdateRecord`; destroy.
+/// Order of use: construct; `CAN_InitDevice`, `SetAddress`, `LoadData` (or `LoadFirewareInfo`,
+/// `CAN_InitDevice`, `FirewareUpdateInit`); `Runloop` until `m_finished` is 1; `CacheClean`; `UpdateRecord`;
+/// destroy.
 ///
 /// The session owns its port, send cache and mailbox. Nothing in it throws.
 class canframe {
@@ -44,13 +45,14 @@ class canframe {
     int CAN_InitDevice(unsigned int port, int bitrate);
     /// Stores the four bus values and takes the start time. Always 0.
     int SetAddress(int port, int chargeaddress, int devtype, int updateaddress);
-    /// Reads the job file into the bus values and the image path. 0; -1 when it cannot be read, nothing printed.
-    /// Keys that do not occur leave their field alone; the last of several wins; bad numbers read as 0.
+    /// Reads the job file into the bus values and the image path. 0; -1 when it cannot be read, nothing
+    /// printed. Keys that do not occur leave their field alone; the last of several wins; bad numbers read as
+    /// 0.
     int LoadFirewareInfo();
     /// Takes the start time and loads the image that the job file names. The result of `LoadData`.
     int FirewareUpdateInit();
-    /// Packs the image at `path` into the send cache and writes the job's row. Always 0: a failure is printed and
-    /// the session goes on with what the cache holds.
+    /// Packs the image at `path` into the send cache and writes the job's row. Always 0: a failure is printed
+    /// and the session goes on with what the cache holds.
     int LoadData(const char* path);
     /// Frees every group and packet. Always 0.
     int CacheClean();
@@ -66,7 +68,8 @@ class canframe {
     tagCAN_MailBox Build29184() const;  ///< 0x72 start download
     tagCAN_MailBox Build29696() const;  ///< 0x74 address request; carries the image size for an archive
     /// 0x77 group start: picks the first unconfirmed group and counts the start. `result` 1: send the frame;
-    /// 0: no unconfirmed group is left; -2: that group was started three times already. Only 1 changes the session.
+    /// 0: no unconfirmed group is left; -2: that group was started three times already. Only 1 changes the
+    /// session.
     tagCAN_MailBox Build30464(int& result);
     tagCAN_MailBox Build31232() const;  ///< 0x7A group end with the group's checksum
     tagCAN_MailBox Build31744() const;  ///< 0x7C program check with the image's checksum
@@ -74,31 +77,34 @@ class canframe {
 
     // Frames in (protocol/frames.cpp). Each takes 8 data bytes; those past the frame's length read as zero.
 
-    void Deal2048(const unsigned char* data);   ///< 0x08 version check: back to the beginning, or result 8
-    void Deal28928(const unsigned char* data);  ///< 0x71 heartbeat: the link answers; result 1 on a wrong number
+    void Deal2048(const unsigned char* data);  ///< 0x08 version check: back to the beginning, or result 8
+    void Deal28928(
+        const unsigned char* data);  ///< 0x71 heartbeat: the link answers; result 1 on a wrong number
     void Deal29440(const unsigned char* data);  ///< 0x73 start download: status and checksum plan
     void Deal29952(const unsigned char* data);  ///< 0x75 address for the first group that waits for one
     void Deal30208(const unsigned char* data);  ///< 0x76 go-ahead: only the address bytes are looked at
     void Deal30720(const unsigned char* data);  ///< 0x78 group start: result 3 on another address
-    /// 0x7B group end: 0xAA confirms the first unconfirmed group of the current address, frees its packets and
-    /// gives the next waiting group its address; 0x55 leaves the group; anything else does too, with result 4.
+    /// 0x7B group end: 0xAA confirms the first unconfirmed group of the current address, frees its packets
+    /// and gives the next waiting group its address; 0x55 leaves the group; anything else does too, with
+    /// result 4.
     void Deal31488(const unsigned char* data);
     void Deal32000(const unsigned char* data);  ///< 0x7D program check: result 5, or 0
     void Deal32512(const unsigned char* data);  ///< 0x7F reset: result 6 or 7
 
     // The machine.
 
-    /// One call of the sequencer, `pass` counting from 1 (protocol/sequencer.cpp). Writes at most one command frame
-    /// and, in the data step, one packet. Blocks 100 ms in the idle step and 2 s in the closing one, else not.
+    /// One call of the sequencer, `pass` counting from 1 (protocol/sequencer.cpp). Writes at most one command
+    /// frame and, in the data step, one packet. Blocks 100 ms in the idle step and 2 s in the closing one,
+    /// else not.
     void working(unsigned int pass);
-    /// One pass of the main loop: at most one frame in, its handling, one call of the sequencer, 10 ms of sleep.
-    /// The result means nothing.
+    /// One pass of the main loop: at most one frame in, its handling, one call of the sequencer, 10 ms of
+    /// sleep. The result means nothing.
     int Runloop();
-    /// Reads at most one frame. `data` has room for at least 250 bytes. `kind` becomes the frame's PF, 0 without a
-    /// frame, 250 for one taken into or refused by the multi-frame state. Returns the data length code (at most 8) of
-    /// a single frame; 1 for a bad first frame or a full buffer; else 0. A completed message leaves its payload in
-    /// `data` and its PF in `kind`. Checksum bytes for which a message's frames have no room are read from where they
-    /// would lie in the buffer, which holds zeros at first.
+    /// Reads at most one frame. `data` has room for at least 250 bytes. `kind` becomes the frame's PF, 0
+    /// without a frame, 250 for one taken into or refused by the multi-frame state. Returns the data length
+    /// code (at most 8) of a single frame; 1 for a bad first frame or a full buffer; else 0. A completed
+    /// message leaves its payload in `data` and its PF in `kind`. Checksum bytes for which a message's frames
+    /// have no room are read from where they would lie in the buffer, which holds zeros at first.
     int RecieveCanMuchData(unsigned char* data, int* kind);
     /// Writes the oldest command frame, if there is one, and forgets it. Always 0.
     int SendMessageEvent();
@@ -114,36 +120,36 @@ class canframe {
     CAN_Port* m_canhandle = nullptr;        ///< the open port, owned
     unsigned int m_loopcount = 0;           ///< passes so far
     unsigned int m_heartseq = 0;            ///< number of the next heartbeat
-    unsigned int m_sendcount = 0;           ///< sends in the current step; cleared with every step, never raised
-    int m_waittime = 0;                     ///< milliseconds until the step's frame is due again; 0: now
-    unsigned int m_heartmiss = 0;           ///< heartbeats since the last reply to one
-    unsigned int m_heartlast = 0;           ///< number of the last heartbeat
-    int m_firewaretype = 0;                 ///< 1 for a .tar.gz image, else 0
-    int m_debug = 0;                        ///< 1: protocol trace on
-    int m_packid = 0;                       ///< index of the current group's next packet
-    int m_runstep = kStepLinkWait;          ///< a Step
-    int m_checkack = 0;                     ///< status of the last program check reply
-    int m_errorcode = kResultSuccess;       ///< a ResultCode
-    unsigned int m_groupaddress = 0;        ///< address of the current group, its key in the send cache
-    int m_canport = 0;                      ///< data byte 0 of every command frame
-    int m_chargeaddress = 0;                ///< the device's bus address
-    int m_devtype = 0;                      ///< data byte 1 of every command frame
-    int m_updateaddress = 0;                ///< data byte 2 of every command frame
-    int m_funcindex = 0;                    ///< data byte 3 of the start download
-    std::string m_firewarename;             ///< image path from the job file
-    int m_startack = 0;                     ///< status of the start download reply
-    int m_startacked = 0;                   ///< 1 once that reply arrived
-    int m_crcplan = 0;                      ///< 1: the device checks CRC A, else CRC B
-    unsigned int m_startaddress = 0;        ///< address in the last group start
-    unsigned int m_groupcrc = 0;            ///< the current group's checksum under the plan
-    unsigned int m_crcA = 0;                ///< CRC A of the image
-    unsigned int m_crcB = 0;                ///< CRC B of the image
-    int m_filesize = 0;                     ///< image size in bytes
-    timeval m_starttime{};                  ///< when the job started
-    timeval m_endtime{};                    ///< when it ended
-    std::list<s_addnode> m_addlist;         ///< the send cache: groups in image order
-    s_history m_history{};                  ///< the job record
-    std::deque<tagCAN_MailBox> m_mailbox;   ///< command frames to write, oldest first
+    unsigned int m_sendcount = 0;      ///< sends in the current step; cleared with every step, never raised
+    int m_waittime = 0;                ///< milliseconds until the step's frame is due again; 0: now
+    unsigned int m_heartmiss = 0;      ///< heartbeats since the last reply to one
+    unsigned int m_heartlast = 0;      ///< number of the last heartbeat
+    int m_firewaretype = 0;            ///< 1 for a .tar.gz image, else 0
+    int m_debug = 0;                   ///< 1: protocol trace on
+    int m_packid = 0;                  ///< index of the current group's next packet
+    int m_runstep = kStepLinkWait;     ///< a Step
+    int m_checkack = 0;                ///< status of the last program check reply
+    int m_errorcode = kResultSuccess;  ///< a ResultCode
+    unsigned int m_groupaddress = 0;   ///< address of the current group, its key in the send cache
+    int m_canport = 0;                 ///< data byte 0 of every command frame
+    int m_chargeaddress = 0;           ///< the device's bus address
+    int m_devtype = 0;                 ///< data byte 1 of every command frame
+    int m_updateaddress = 0;           ///< data byte 2 of every command frame
+    int m_funcindex = 0;               ///< data byte 3 of the start download
+    std::string m_firewarename;        ///< image path from the job file
+    int m_startack = 0;                ///< status of the start download reply
+    int m_startacked = 0;              ///< 1 once that reply arrived
+    int m_crcplan = 0;                 ///< 1: the device checks CRC A, else CRC B
+    unsigned int m_startaddress = 0;   ///< address in the last group start
+    unsigned int m_groupcrc = 0;       ///< the current group's checksum under the plan
+    unsigned int m_crcA = 0;           ///< CRC A of the image
+    unsigned int m_crcB = 0;           ///< CRC B of the image
+    int m_filesize = 0;                ///< image size in bytes
+    timeval m_starttime{};             ///< when the job started
+    timeval m_endtime{};               ///< when it ended
+    std::list<s_addnode> m_addlist;    ///< the send cache: groups in image order
+    s_history m_history{};             ///< the job record
+    std::deque<tagCAN_MailBox> m_mailbox;  ///< command frames to write, oldest first
 
   private:
     tagCAN_MailBox Command(Pf pf) const;

@@ -1,8 +1,8 @@
 // The frames of the protocol: builders of commands, handlers of replies.
 #include <cstdio>
 
-#include "bytes.h"
 #include "canframe.h"
+#include "littleendian.h"
 
 /// A command of the update with its three address bytes; the rest is zero.
 tagCAN_MailBox canframe::Command(Pf pf) const {
@@ -143,7 +143,9 @@ void canframe::Deal29952(const unsigned char* data) {
     GiveAddress(GetLe32(data + 4));
 }
 
-void canframe::Deal30208(const unsigned char* data) { CheckAddressBytes(data); }
+void canframe::Deal30208(const unsigned char* data) {
+    CheckAddressBytes(data);
+}
 
 void canframe::Deal30720(const unsigned char* data) {
     RequireAddressBytes(data);

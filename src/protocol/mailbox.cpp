@@ -2,8 +2,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "bytes.h"
 #include "canframe.h"
+#include "littleendian.h"
 
 int canframe::SendMessageEvent() {
     if (m_mailbox.empty()) return 0;

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "bytes.h"
 #include "canframe.h"
+#include "littleendian.h"
 #include "tool.h"
 
 namespace {
@@ -152,4 +152,6 @@ int canframe::TakeNextFrame(const can_frame& frame, int pf, unsigned char* data,
     return 0;
 }
 
-void canframe::ClearMultiFrame() { m_rxframes = m_rxlength = m_rxseq = m_rxpos = 0; }
+void canframe::ClearMultiFrame() {
+    m_rxframes = m_rxlength = m_rxseq = m_rxpos = 0;
+}

@@ -42,7 +42,8 @@ int canframe::FirewareUpdateInit() {
 
 int canframe::LoadData(const char* path) {
     PackData packer;
-    m_firewaretype = std::strstr(path, ".tar.gz") != nullptr || std::strstr(path, ".TAR.GZ") != nullptr ? 1 : 0;
+    m_firewaretype =
+        std::strstr(path, ".tar.gz") != nullptr || std::strstr(path, ".TAR.GZ") != nullptr ? 1 : 0;
     m_history = {};
     packer.Pack_Init(m_canport, m_chargeaddress, m_devtype, m_updateaddress);
     const int result = packer.Pack_RuningV2(path, &m_history, &m_addlist);

@@ -13,12 +13,9 @@ struct NumberKey {
 };
 
 constexpr NumberKey kNumberKeys[] = {
-    {"PortSN", &canframe::m_canport},
-    {"desDeviceAddress", &canframe::m_chargeaddress},
-    {"desDeviceType", &canframe::m_devtype},
-    {"desSubDeviceAddress", &canframe::m_updateaddress},
-    {"desFuncIndex", &canframe::m_funcindex},
-    {"desFirewareType", &canframe::m_firewaretype},
+    {"PortSN", &canframe::m_canport},         {"desDeviceAddress", &canframe::m_chargeaddress},
+    {"desDeviceType", &canframe::m_devtype},  {"desSubDeviceAddress", &canframe::m_updateaddress},
+    {"desFuncIndex", &canframe::m_funcindex}, {"desFirewareType", &canframe::m_firewaretype},
 };
 constexpr char kImageKey[] = "desFirewareName";
 

@@ -1,0 +1,46 @@
+# The front door. Every target sets up what it needs: see scripts/setup.
+
+PREFIX ?= /usr/local
+DESTDIR ?=
+JOBS ?= $(shell nproc)
+export JOBS
+
+.PHONY: help build demo test lint sanitize clang perf clean
+
+help: ## this list
+	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1\t\2/p' Makefile | expand -t 20
+
+build: ## the three programs, in build/release
+	@scripts/setup build
+	@scripts/build release
+
+demo: ## update a simulated device on a bench and compare what arrived
+	@scripts/setup build
+	@scripts/build release velmorin velmorin-sim velmorinctl
+	@scripts/demo build/release
+
+test: ## everything that proves the program; what CI runs
+	@scripts/setup build test
+	@scripts/build release
+	@scripts/run-tests build/release
+
+lint: ## formatter, clang-tidy and cppcheck, without findings
+	@scripts/setup build test lint
+	@scripts/lint
+
+sanitize: ## the tests with the address and undefined-behaviour sanitizers
+	@scripts/setup build test
+	@scripts/build sanitize
+	@scripts/run-tests build/sanitize
+
+clang: ## a build with clang, warnings as errors
+	@scripts/setup build test lint
+	@scripts/build clang
+
+perf: ## the benchmarks, as a table
+	@scripts/setup build test
+	@scripts/build release
+	@scripts/perf build/release
+
+clean: ## remove everything that was built
+	rm -rf build
