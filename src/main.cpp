@@ -1,10 +1,10 @@
 // velmorin: downloads one firmware image to one device. Started with four arguments, or with a job file.
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 
 #include "canframe.h"
+#include "mainloop.h"
 #include "platform.h"
 #include "protocol.h"
 #include "tool.h"
@@ -12,6 +12,7 @@
 namespace {
 
 constexpr int kDirectArguments = 5;  // with the program's name
+constexpr int kSignalStatus = 128;   // exit status of a job that a signal ended, plus the signal's number
 
 /// Text that is not hexadecimal reads as 0.
 int HexArgument(const char* text) {
@@ -47,8 +48,7 @@ bool StartFromJobFile(canframe& session, const char* program) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::setvbuf(stdout, nullptr, _IOLBF, 0);  // a pipe, too, gets every line as it happens
-    std::signal(SIGPIPE, SIG_IGN);             // nobody who stops reading may stop an update
+    PrepareProcess();
     platform::AnnounceBench("velmorin");
 
     tool::Tool_SetInfor("velmorin", "V1.00(00)", "NULL");
@@ -58,9 +58,8 @@ int main(int argc, char** argv) {
     } else if (!StartFromJobFile(*session, argv[0])) {
         return -1;
     }
-    while (session->m_finished != 1) session->Runloop();
-    session->CacheClean();
-    session->UpdateRecord();
+    const int signal_number = RunJob(*session);
+    if (signal_number != 0) return kSignalStatus + signal_number;
     std::puts("update finished........");
     return 0;
 }

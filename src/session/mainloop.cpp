@@ -1,0 +1,36 @@
+#include "mainloop.h"
+
+#include <csignal>
+#include <cstdio>
+
+#include "canframe.h"
+
+namespace {
+
+volatile std::sig_atomic_t caught_signal = 0;
+
+void Catch(int number) {
+    caught_signal = number;
+}
+
+}  // namespace
+
+void PrepareProcess() {
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    std::signal(SIGPIPE, SIG_IGN);
+    for (const int number : {SIGINT, SIGTERM}) {
+        struct sigaction action {};
+        action.sa_handler = Catch;
+        action.sa_flags = SA_RESTART;
+        sigaction(number, &action, nullptr);
+    }
+}
+
+int RunJob(canframe& session) {
+    while (session.m_finished != 1 && caught_signal == 0) session.Runloop();
+    const int number = session.m_finished != 1 ? caught_signal : 0;
+    if (number != 0) session.m_errorcode = kResultInterrupted;
+    session.CacheClean();
+    session.UpdateRecord();
+    return number;
+}
