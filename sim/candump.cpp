@@ -30,15 +30,18 @@ std::string CandumpLine(timeval when, const std::string& interface, const can_fr
 }
 
 CandumpLog::CandumpLog(const std::string& path, std::string interface)
-    : file_(std::fopen(path.c_str(), "we")), interface_(std::move(interface)) {
+    : file_(std::fopen(path.c_str(), "we")), path_(path), interface_(std::move(interface)) {
     if (!file_) throw std::runtime_error("--log " + path + ": " + std::strerror(errno));
     std::setvbuf(file_.get(), nullptr, _IOLBF, BUFSIZ);
 }
 
 void CandumpLog::Write(const can_frame& frame) {
+    if (!file_) return;
     timeval now{};
     gettimeofday(&now, nullptr);
-    std::fprintf(file_.get(), "%s\n", CandumpLine(now, interface_, frame).c_str());
+    if (std::fprintf(file_.get(), "%s\n", CandumpLine(now, interface_, frame).c_str()) >= 0) return;
+    std::fprintf(stderr, "velmorin-sim: --log %s: %s\n", path_.c_str(), std::strerror(errno));
+    file_.reset();
 }
 
 }  // namespace sim

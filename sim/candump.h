@@ -19,7 +19,8 @@ class CandumpLog {
     /// Starts `path` anew. Throws std::runtime_error when it cannot be written.
     CandumpLog(const std::string& path, std::string interface);
 
-    /// Appends the frame with the current time; the line is in the file when this returns.
+    /// Appends the frame with the current time; the line is in the file when this returns. The first line
+    /// that cannot be written is reported on standard error, and the rest left out.
     void Write(const can_frame& frame);
 
   private:
@@ -27,6 +28,7 @@ class CandumpLog {
         void operator()(std::FILE* file) const { std::fclose(file); }
     };
     std::unique_ptr<std::FILE, Close> file_;
+    std::string path_;
     std::string interface_;
 };
 

@@ -104,6 +104,7 @@ std::optional<can_frame> Device::TakeDue(Micros now) {
 void Device::UpdaterGone() {
     pending_.clear();
     group_.reset();
+    new_updater_ = true;
     if (job_ == Job::kRunning || job_ == Job::kVerified) job_ = Job::kAborted;
 }
 
@@ -142,7 +143,7 @@ void Device::OnStartDownload(const std::uint8_t* data) {
         Violation("start download in mid-transfer with other address bytes");
     if (!known || !same_bytes) {
         BeginJob(data);
-        announced_ = 0;
+        announced_ = exact_size_ = 0;
     }
     group_.reset();
     new_updater_ = false;
@@ -155,7 +156,7 @@ void Device::OnStartDownload(const std::uint8_t* data) {
 }
 
 void Device::OnAddressRequest(const std::uint8_t* data) {
-    if (const std::uint32_t size = GetLe32(data + 3); size != 0) exact_size_ = size;
+    exact_size_ = GetLe32(data + 3);
     SendAddressAndGoAhead();
 }
 
@@ -247,7 +248,6 @@ void Device::BeginJob(const std::uint8_t* data) {
     job_ = Job::kRunning;
     left_ = settings_.faults;
     data_seen_ = muted_ = false;
-    exact_size_ = 0;
     group_.reset();
     verdict_left_.reset();
     image_.Clear();
@@ -262,7 +262,6 @@ void Device::NoticeNewUpdater(std::uint16_t sequence) {
         if (!IsOver(job_) && job_ != Job::kNone)
             Note("heartbeats start over: another updater, the transfer is given up");
         UpdaterGone();
-        new_updater_ = true;
     }
     heartbeat_ = sequence;
 }
@@ -321,6 +320,7 @@ std::uint32_t Device::AnnounceAddress() {
 }
 
 void Device::SendAddressAndGoAhead() {
+    if (IsWaiting(kPfGoAhead)) return;  // a slow answer to this command's first sending
     Payload payload = Mirror(address_bytes_.data());
     PutLe32(&payload[4], AnnounceAddress());
     Reply(kPfAddressReply, payload);
@@ -335,6 +335,7 @@ Device::Payload Device::GoAhead() const {
 
 Micros Device::Reply(std::uint8_t pf, const Payload& payload, Micros later) {
     const Micros due = now_ + settings_.faults.delay + later;
+    if (pf != kPfHeartbeatReply && IsWaiting(pf)) return due;
     if (pf != kPfHeartbeatReply) busy_until_ = std::max(busy_until_, due);
     if (settings_.faults.silent || muted_ || IsLost()) return due;
 
@@ -345,6 +346,10 @@ Micros Device::Reply(std::uint8_t pf, const Payload& payload, Micros later) {
     const auto at = std::ranges::upper_bound(pending_, due, {}, &Pending::due);
     pending_.insert(at, {due, frame});
     return due;
+}
+
+bool Device::IsWaiting(std::uint8_t pf) const {
+    return std::ranges::any_of(pending_, [pf](const Pending& each) { return PfOf(each.frame) == pf; });
 }
 
 bool Device::IsLost() {

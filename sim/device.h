@@ -33,10 +33,10 @@ struct Faults {
     std::uint8_t refuse_start = kAccepted;  ///< status of the start download reply
     std::uint8_t fail_check = kAccepted;    ///< status of the program check reply, when not accepted
     std::vector<GroupFault> reject_groups;  ///< verdict "checksum wrong"
-    std::vector<GroupFault> erase_fails;  ///< verdict "erase failed", before any rejection of the same group
-    double drop_percent = 0;              ///< share of frames lost in each direction
-    Micros delay = 0;                     ///< added to every reply
-    bool no_reset_reply = false;          ///< resets, but does not say so
+    std::vector<GroupFault> erase_fails;    ///< verdict "erase failed", before rejections
+    double drop_percent = 0;                ///< share of frames lost in each direction
+    Micros delay = 0;                       ///< added to every reply
+    bool no_reset_reply = false;            ///< resets, but does not say so
 };
 
 struct Settings {
@@ -67,7 +67,7 @@ struct Counters {
     int lost = 0;          ///< frames dropped by the fault, both directions
     int rejected = 0;      ///< groups answered "checksum wrong", by fault or by right
     int erase_failed = 0;  ///< groups answered "erase failed"
-    int violations = 0;    ///< what no loss on the bus explains: see Device::notes
+    int violations = 0;    ///< what no loss on the bus explains: each has its note
 };
 
 /// One device at one address. It takes the updater's word for nothing: a group counts only when its packets
@@ -100,7 +100,8 @@ class Device {
     /// The next frame that leaves by `now`, in the order in which they leave.
     std::optional<can_frame> TakeDue(Micros now);
 
-    /// Tells that the updater has gone: a job that is not over is aborted, waiting replies are forgotten.
+    /// Tells that the updater has gone: a job that is not over is aborted, waiting replies are forgotten, and
+    /// the next start download begins a new job.
     void UpdaterGone();
 
     Job job() const { return job_; }
@@ -160,8 +161,10 @@ class Device {
     void SendAddressAndGoAhead();
     Payload GoAhead() const;
 
-    /// Queues a reply that leaves `later` after the usual delay, unless a fault swallows it. When it leaves.
+    /// Queues a reply that leaves `later` after the usual delay, unless a fault swallows it. A command that
+    /// was repeated while its reply waits gets that one reply only. When it leaves.
     Micros Reply(std::uint8_t pf, const Payload& payload, Micros later = 0);
+    bool IsWaiting(std::uint8_t pf) const;
     bool IsLost();
     void Note(std::string text);
     void Violation(std::string text);
@@ -179,7 +182,7 @@ class Device {
     Job job_ = Job::kNone;
     std::array<std::uint8_t, 3> address_bytes_{};  ///< those of the job's start download
     std::optional<std::uint16_t> heartbeat_;       ///< last sequence number
-    bool new_updater_ = false;                     ///< heartbeats started over; a start download will follow
+    bool new_updater_ = false;                     ///< the next start download is another's
     bool data_seen_ = false;
     bool muted_ = false;
     Micros busy_until_ =

@@ -111,6 +111,8 @@ void Hub::Watch(int fd, int node) {
 
 void Hub::Accept() {
     Fd fd(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    // Left waiting, the connection would wake the hub for ever.
+    if (!fd && (errno == EMFILE || errno == ENFILE)) throw SystemError(path_ + ": accept");
     if (!fd || nodes_.size() >= kMaxNodes) return;
     setsockopt(fd.get(), SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer);
     Watch(fd.get(), ++last_node_);

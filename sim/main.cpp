@@ -49,6 +49,8 @@ int main(int argc, char** argv) try {
     sim::Options options;
     if (const std::optional<int> status = sim::ParseOptions(argc, argv, options)) return *status;
 
+    std::signal(SIGPIPE,
+                SIG_IGN);  // a reader of our output that leaves must not leave the socket file behind
     const sim::Fd signals = SignalFd();
     bool joined = false;
     const auto bus =

@@ -45,11 +45,12 @@ GroupFault ParseGroupFault(const std::string& option, const std::string& text) {
 }
 
 void AddBusOptions(CLI::App& app, Options& options) {
-    CLI::Option_group* bus = app.add_option_group("Bus", "one of");
-    bus->add_option("--bench", options.bench, "bench directory; the bus is its socket can0")
-        ->type_name("DIR");
-    bus->add_option("--can", options.can, "CAN interface, set up already")->type_name("IFACE");
-    bus->require_option(1);
+    app.add_option("--bench", options.bench, "bench directory; the bus is its socket can0")
+        ->type_name("DIR")
+        ->group("Bus, one of");
+    app.add_option("--can", options.can, "CAN interface that is up")
+        ->type_name("IFACE")
+        ->group("Bus, one of");
 }
 
 void AddDeviceOptions(CLI::App& app, Options& options) {
@@ -160,8 +161,11 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
     AddFaultOptions(app, options.device.faults);
     try {
         app.parse(argc, argv);
+        if (options.bench.empty() == options.can.empty()) throw CLI::RequiredError("either --bench or --can");
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : kExitUsage;
+        if (error.get_exit_code() == 0) return app.exit(error);
+        std::fprintf(stderr, "velmorin-sim: %s\nvelmorin-sim --help tells more.\n", error.what());
+        return kExitUsage;
     }
     return std::nullopt;
 }

@@ -141,7 +141,8 @@ void Runner::SaveImage() {
 std::optional<Micros> Runner::OnceDeadline() const {
     if (!options_.once) return std::nullopt;
     if (over_since_) return std::min(last_heard_ + kQuietAfterJob, *over_since_ + kPatienceAfterJob);
-    if (device_.job() == Job::kNone) return std::nullopt;
+    const bool told_when_gone = updater_node_ != 0;
+    if (told_when_gone || device_.job() == Job::kNone) return std::nullopt;
     return last_heard_ + kQuietInJob;
 }
 
