@@ -6,6 +6,7 @@
 
 #include "Packdata.h"
 #include "db.h"
+#include "elapsed.h"
 
 canframe::canframe() : m_debug(Can_Debugeable()) {}
 
@@ -62,10 +63,7 @@ int canframe::CacheClean() {
 
 int canframe::UpdateRecord() {
     gettimeofday(&m_endtime, nullptr);
-    // Unsigned 32-bit arithmetic: the microseconds of a job of 71 minutes and more wrap.
-    const auto seconds = static_cast<unsigned int>(m_endtime.tv_sec - m_starttime.tv_sec);
-    const auto microseconds = static_cast<unsigned int>(m_endtime.tv_usec - m_starttime.tv_usec);
-    m_history.timeuse = static_cast<int>((seconds * 1000000U + microseconds) / 1000U);
+    m_history.timeuse = ElapsedMs(m_starttime, m_endtime);
     std::printf("time use = %ld ms\n", static_cast<long>(m_history.timeuse));
     std::printf("error code:%d\n", m_errorcode);
     db().DB_RecordHistory(m_errorcode, m_history.timeuse, m_history.timestamp, kStagingFile, nullptr);
