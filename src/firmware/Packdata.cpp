@@ -23,7 +23,9 @@ struct CloseFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-void ReportImage(const char* path, const char* reason) { std::fprintf(stderr, "image %s: %s\n", path, reason); }
+void ReportImage(const char* path, const char* reason) {
+    std::fprintf(stderr, "image %s: %s\n", path, reason);
+}
 
 }  // namespace
 
@@ -132,24 +134,30 @@ int PackData::Pack_RuningV2(const char* path, s_history* history, std::list<s_ad
     return 0;
 }
 
-int PackData::Pack_WriteDataToDBV2(std::list<s_addnode>* cache, int index, const unsigned char* data, int length) {
-    s_addnode& group = cache->emplace_back();
-    group.state = 0;
-    group.addrstate = -1;
-    group.sendcount = 0;
-    group.address = static_cast<unsigned int>(groupsize) * (static_cast<unsigned int>(index) + 1);
-    group.canid = canid;
-    group.savestamp = timestamp;
-    group.crc32A = tool::crc32_planA(data, static_cast<unsigned long>(length));
-    group.crc32B = tool::crc32_planB(data, static_cast<unsigned int>(length));
-    group.count = (length + kPacketSize - 1) / kPacketSize;
-    group.dataqueue.resize(static_cast<std::size_t>(group.count));
-    for (int k = 0; k < group.count; ++k) {
+int PackData::Pack_WriteDataToDBV2(std::list<s_addnode>* cache, int index, const unsigned char* data,
+                                   int length) {
+    FillGroup(index, data, length, &cache->emplace_back());
+    return 0;
+}
+
+/// Fills a new group with its packets; it has none for a `length` of 0 or less.
+void PackData::FillGroup(int index, const unsigned char* data, int length, s_addnode* group) const {
+    length = std::max(length, 0);
+    group->state = 0;
+    group->addrstate = -1;
+    group->sendcount = 0;
+    group->address = static_cast<unsigned int>(groupsize) * (static_cast<unsigned int>(index) + 1);
+    group->canid = canid;
+    group->savestamp = timestamp;
+    group->crc32A = tool::crc32_planA(data, static_cast<unsigned long>(length));
+    group->crc32B = tool::crc32_planB(data, static_cast<unsigned int>(length));
+    group->count = length / kPacketSize + (length % kPacketSize != 0 ? 1 : 0);
+    group->dataqueue.resize(static_cast<std::size_t>(group->count));
+    for (int k = 0; k < group->count; ++k) {
         const int start = k * kPacketSize;
-        group.dataqueue[static_cast<std::size_t>(k)] =
+        group->dataqueue[static_cast<std::size_t>(k)] =
             MakePacket(k, data + start, std::min(kPacketSize, length - start));
     }
-    return 0;
 }
 
 /// Packet `index` of a group with its 1 to 4 image bytes.

@@ -1,87 +1,74 @@
 #include "db.h"
 
-#include <sqlite3.h>
-
 #include <cstdio>
-#include <memory>
 
-#include "platform.h"
+#include "connection.h"
+#include "tool.h"
 
-namespace {
-
-constexpr const char* kCreateStatements[] = {
-    "CREATE TABLE tag_history(id INTEGER PRIMARY KEY AUTOINCREMENT,\tstate INT,name TEXT(80),"
-    "chargeaddress TEXT(4),caninterface\tINT,devtype   INT,\tupdateaddress   TEXT(4),filesize INT,result INT,"
-    "timeuse INT,crcA TEXT(16),crcB TEXT(16),timestamp INT)",
-    "CREATE TABLE tag_data(id INTEGER PRIMARY KEY AUTOINCREMENT,\t\t\tstate INT,address TEXT(16),canid TEXT(10),"
-    "dataid INT,\t\t\tdatalen INT,data TEXT(40),savestamp INT)",
-    "CREATE TABLE tag_infor(id INTEGER PRIMARY KEY AUTOINCREMENT,\tstate INT,address TEXT(16),canid TEXT(10),"
-    "count\tINT,crc32A TEXT(16),crc32B TEXT(16),savestamp INT)",
-};
-
-struct CloseHandle {
-    void operator()(sqlite3* handle) const { sqlite3_close(handle); }
-};
-struct FreeText {
-    void operator()(void* text) const { sqlite3_free(text); }
-};
-using Handle = std::unique_ptr<sqlite3, CloseHandle>;
-using Text = std::unique_ptr<char, FreeText>;
-
-/// An open staging file, or null after a line on standard error.
-Handle Open(const char* file) {
-    sqlite3* raw = nullptr;
-    const int status = sqlite3_open(platform::ResolvePath(file).c_str(), &raw);
-    Handle handle(raw);
-    if (status == SQLITE_OK) return handle;
-    std::fprintf(stderr, "Can't open database: %s\n", sqlite3_errmsg(raw));
-    return nullptr;
-}
-
-/// Runs a statement; on failure reports `complaint` with SQLite's reason. The SQLite result.
-int Run(sqlite3* handle, const char* statement, const char* complaint) {
-    char* raw_reason = nullptr;
-    const int status = sqlite3_exec(handle, statement, nullptr, nullptr, &raw_reason);
-    const Text reason(raw_reason);
-    if (status != SQLITE_OK) std::fprintf(stderr, "%s: %s\n", complaint, reason ? reason.get() : sqlite3_errstr(status));
-    return status;
-}
-
-}  // namespace
-
-int db::DB_CreateTable(const char* file, const char* key) {
-    const Handle handle = Open(file);
-    if (!handle) return -1;
-    if (key != nullptr) {
-        std::fprintf(stderr, "Error: %d sqlite3_key Fail.\n", 61);
-        return -1;
-    }
-    Run(handle.get(), kCreateStatements[0], "create table error!");
-    Run(handle.get(), kCreateStatements[1], "create table error!");
-    return Run(handle.get(), kCreateStatements[2], "create table  error!");
-}
+using sqlite::Handle;
+using sqlite::Text;
 
 int db::DB_RunCommond(const char* statement, const char* file, const char* key) {
-    const Handle handle = Open(file);
+    const Handle handle = sqlite::Open(file);
     if (!handle) return -1;
     if (key != nullptr) {
         std::fprintf(stderr, "Error: %s %d sqlite3_key Fail.\n", sqlite3_errmsg(handle.get()), 542);
         return -1;
     }
-    return Run(handle.get(), statement, "insert database error!") == SQLITE_OK ? 0 : -1;
+    if (statement == nullptr) {
+        std::fprintf(stderr, "insert database error!: %s\n", sqlite3_errstr(SQLITE_NOMEM));
+        return -1;
+    }
+    return sqlite::Run(handle.get(), statement, "insert database error!") == SQLITE_OK ? 0 : -1;
+}
+
+std::string db::HistoryInsert(const s_history& record) {
+    const Text statement(sqlite3_mprintf(
+        "INSERT INTO tag_history VALUES(NULL,0,'%q','%02x',%d,%d,'%02x',%d,-1,%d,'%08x','%08x',%d)",
+        record.name, record.chargeaddress, record.caninterface, record.devtype, record.updateaddress,
+        record.filesize, record.timeuse, record.crcA, record.crcB, record.timestamp));
+    return statement ? statement.get() : "";
 }
 
 int db::DB_SaveHistory(const s_history* record, const char* file, const char* key) {
+    const std::string statement = HistoryInsert(*record);
+    return DB_RunCommond(statement.empty() ? nullptr : statement.c_str(), file, key);
+}
+
+int db::DB_SaveGroup(const s_addnode& group, const char* file, const char* key) {
     const Text statement(sqlite3_mprintf(
-        "INSERT INTO tag_history VALUES(NULL,0,'%q','%02x',%d,%d,'%02x',%d,-1,%d,'%08x','%08x',%d)", record->name,
-        record->chargeaddress, record->caninterface, record->devtype, record->updateaddress, record->filesize,
-        record->timeuse, record->crcA, record->crcB, record->timestamp));
+        "INSERT INTO tag_infor VALUES(NULL,0,'%08x','%08x',%d,'%08x','%08x',%d)", group.address, group.canid,
+        group.count, group.crc32A, group.crc32B, group.savestamp));
     return DB_RunCommond(statement.get(), file, key);
 }
 
+int db::DB_SavePackets(const s_addnode& group, const char* file, const char* key) {
+    sqlite3_str* rows = sqlite3_str_new(nullptr);
+    sqlite3_str_appendall(rows, "INSERT INTO tag_data VALUES");
+    const char* separator = "";
+    for (const s_datanode& packet : group.dataqueue) {
+        char digits[2 * sizeof packet.frame.data + 1] = "";
+        int length = 0;
+        tool::Tool_HexToString(packet.frame.data, sizeof packet.frame.data, digits, &length);
+        sqlite3_str_appendf(rows, "%s(NULL,0,'%08x','%08x',%d,%d,'%s',%d)", separator, group.address,
+                            group.canid, packet.dataid, packet.frame.can_dlc, digits, packet.savestamp);
+        separator = ",";
+    }
+    const Text statement(sqlite3_str_finish(rows));
+    return DB_RunCommond(statement.get(), file, key);
+}
+
+void db::DB_IndexPackets(const char* file) {
+    const Handle handle = sqlite::OpenQuietly(file);
+    if (!handle) return;
+    sqlite3_exec(handle.get(), "CREATE INDEX IF NOT EXISTS tag_data_group ON tag_data(savestamp,address)",
+                 nullptr, nullptr, nullptr);
+}
+
 int db::DB_RecordHistory(int result, int timeuse, int timestamp, const char* file, const char* key) {
-    const Text statement(sqlite3_mprintf("UPDATE tag_history SET state=1,timeuse=%d,result=%d where timestamp=%d",
-                                         timeuse, result, timestamp));
+    const Text statement(
+        sqlite3_mprintf("UPDATE tag_history SET state=1,timeuse=%d,result=%d where timestamp=%d", timeuse,
+                        result, timestamp));
     return DB_RunCommond(statement.get(), file, key);
 }
 

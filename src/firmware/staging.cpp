@@ -1,0 +1,59 @@
+// The packer's second path: an image as rows of the staging file, to be downloaded at another time.
+#include <algorithm>
+#include <cstdio>
+
+#include "Packdata.h"
+#include "db.h"
+#include "elapsed.h"
+#include "imagebuffer.h"
+#include "protocol.h"
+#include "tool.h"
+
+int PackData::Pack_GetUpFileSize(const char* path) {
+    filesize = tool::Tool_GetFileSize(path);
+    return filesize == 0 ? -1 : 0;
+}
+
+int PackData::Pack_Runing(const char* path) {
+    gettimeofday(&starttime, nullptr);
+    const int unfit = MeasureImage(path);
+    if (unfit != 0) return unfit;
+    std::printf("send file size:%ld\n", static_cast<long>(filesize));
+
+    const std::size_t size = static_cast<std::size_t>(filesize);
+    const ImageBuffer image(size);
+    if (image.Bytes() == nullptr) return -2;
+    if (Pack_ReadFileToCache(image.Bytes(), size, path) != 0) return -3;
+    crcA = tool::crc32_planA(image.Bytes(), size);
+    crcB = tool::crc32_planB(image.Bytes(), static_cast<unsigned int>(size));
+
+    s_history history{};
+    FillHistory(path, &history);
+    db().DB_SaveHistory(&history, kStagingFile, nullptr);
+    db().DB_IndexPackets(kStagingFile);
+    int start = 0;
+    for (int index = 0; start < filesize; ++index) {
+        const int length = std::min(kGroupSize, filesize - start);
+        Pack_WriteDataToDB(index, image.Bytes() + start, length);
+        start += length;
+    }
+    gettimeofday(&endtime, nullptr);
+    timeuse = ElapsedMs(starttime, endtime);
+    std::printf("save data to db use time: %ld ms\n", static_cast<long>(timeuse));
+    return 0;
+}
+
+int PackData::Pack_WriteDataToDB(int index, const unsigned char* data, int length) {
+    s_addnode group{};
+    FillGroup(index, data, length, &group);
+    db().DB_SaveGroup(group, kStagingFile, nullptr);
+    return db().DB_SavePackets(group, kStagingFile, nullptr);
+}
+
+int PackData::Pack_WriteHistoryToDB(const char* name) {
+    s_history history{};
+    FillHistory(name, &history);
+    const std::string statement = db::HistoryInsert(history);
+    std::printf("Pack_WriteHistoryToDB cmd:\n%s\n", statement.c_str());
+    return db().DB_RunCommond(statement.c_str(), kStagingFile, nullptr);
+}

@@ -1,0 +1,101 @@
+// Makes the staging file. A file that exists is taken for one with tables ever after, so a new one gets its
+// name only when it has them all.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+#include "connection.h"
+#include "db.h"
+#include "platform.h"
+
+namespace {
+
+constexpr const char* kCreateStatements[] = {
+    "CREATE TABLE tag_history(id INTEGER PRIMARY KEY AUTOINCREMENT,\tstate INT,name TEXT(80),"
+    "chargeaddress TEXT(4),caninterface\tINT,devtype   INT,\tupdateaddress   TEXT(4),filesize INT,result INT,"
+    "timeuse INT,crcA TEXT(16),crcB TEXT(16),timestamp INT)",
+    "CREATE TABLE tag_data(id INTEGER PRIMARY KEY AUTOINCREMENT,\t\t\tstate INT,address TEXT(16),canid "
+    "TEXT(10),"
+    "dataid INT,\t\t\tdatalen INT,data TEXT(40),savestamp INT)",
+    "CREATE TABLE tag_infor(id INTEGER PRIMARY KEY AUTOINCREMENT,\tstate INT,address TEXT(16),canid TEXT(10),"
+    "count\tINT,crc32A TEXT(16),crc32B TEXT(16),savestamp INT)",
+};
+
+/// A new file is made under its name and this; the process's number follows.
+constexpr char kDraftMark[] = ".new-";
+
+struct Created {
+    int status;  ///< what `DB_CreateTable` returns
+    bool whole;  ///< all three tables were made
+};
+
+Created CreateTables(const std::string& file, const char* key) {
+    const sqlite::Handle handle = sqlite::Open(file.c_str());
+    if (!handle) return {-1, false};
+    if (key != nullptr) {
+        std::fprintf(stderr, "Error: %d sqlite3_key Fail.\n", 61);
+        return {-1, false};
+    }
+    const bool history = sqlite::Run(handle.get(), kCreateStatements[0], "create table error!") == SQLITE_OK;
+    const bool data = sqlite::Run(handle.get(), kCreateStatements[1], "create table error!") == SQLITE_OK;
+    const int status = sqlite::Run(handle.get(), kCreateStatements[2], "create table  error!");
+    return {status, history && data && status == SQLITE_OK};
+}
+
+bool NameIsTaken(const char* file) {
+    struct stat status {};
+    return lstat(platform::ResolvePath(file).c_str(), &status) == 0;
+}
+
+/// Gives the draft its name unless that is taken by now: somebody else was quicker then. False when it cannot
+/// be given.
+bool PutInPlace(const std::string& draft, const char* file) {
+    const std::string from = platform::ResolvePath(draft.c_str());
+    const std::string to = platform::ResolvePath(file);
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0 || errno == EEXIST)
+        return true;
+    return link(from.c_str(), to.c_str()) == 0 ||
+           errno == EEXIST;  // a kernel or file system without that rename
+}
+
+/// True for a draft whose maker is gone; one with our own number is a former process's.
+bool IsLeftOver(const std::string& name, const std::string& prefix) {
+    if (!name.starts_with(prefix)) return false;
+    int maker = 0;
+    std::from_chars(name.data() + prefix.size(), name.data() + name.size(), maker);
+    return maker == getpid() || (maker > 0 && kill(maker, 0) != 0 && errno == ESRCH);
+}
+
+/// Removes drafts, and their journals, of processes that were killed.
+void SweepDrafts(const char* file) {
+    const std::filesystem::path place = platform::ResolvePath(file);
+    const std::string prefix = place.filename().string() + kDraftMark;
+    std::error_code fault;
+    for (std::filesystem::directory_iterator entry(place.parent_path(), fault), end; !fault && entry != end;
+         entry.increment(fault)) {
+        std::error_code ignored;
+        if (IsLeftOver(entry->path().filename().string(), prefix))
+            std::filesystem::remove(entry->path(), ignored);
+    }
+}
+
+}  // namespace
+
+int db::DB_CreateTable(const char* file, const char* key) {
+    if (NameIsTaken(file)) return CreateTables(file, key).status;
+    SweepDrafts(file);
+    const std::string draft = file + (kDraftMark + std::to_string(getpid()));
+    const Created created = CreateTables(draft, key);
+    const bool placed = created.whole && PutInPlace(draft, file);
+    if (created.whole && !placed) std::fprintf(stderr, "Can't open database: %s\n", std::strerror(errno));
+    SweepDrafts(file);
+    return created.whole && !placed ? -1 : created.status;
+}

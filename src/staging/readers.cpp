@@ -1,0 +1,132 @@
+// The readers of the staging file: the open job, its groups, a group's packets.
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "connection.h"
+#include "db.h"
+#include "tool.h"
+
+using sqlite::Handle;
+using sqlite::ReadNumber;
+using sqlite::Table;
+using sqlite::Text;
+
+namespace {
+
+constexpr int kDecodedBytes = 64;
+
+/// The file, opened if it was there before and no key is given; null after a line that says why not.
+Handle OpenExisting(const char* file, const char* key, int key_fault) {
+    if (tool::Tool_CheckNodeIsExit(file) != 1) {
+        std::puts("config db is not exit!");
+        return nullptr;
+    }
+    Handle handle = sqlite::Open(file);
+    if (!handle || key == nullptr) return handle;
+    std::fprintf(stderr, "Error: %d sqlite3_key Fail.\n", key_fault);
+    return nullptr;
+}
+
+/// Asks the query and says so when it fails, which leaves the table empty.
+void QueryAloud(sqlite3* handle, const Text& query, Table* table) {
+    const int status = table->Query(handle, query.get());
+    if (status != SQLITE_OK) std::printf("sqlite3 get table failed error code: %d\n", status);
+}
+
+/// Decodes at most as many digits as `bytes` has room for. Text of odd length decodes to nothing, and what is
+/// not decoded is 0.
+void Decode(const char* text, unsigned char (&bytes)[kDecodedBytes]) {
+    std::memset(bytes, 0, sizeof bytes);
+    const std::size_t length = std::strlen(text);
+    const std::size_t room = 2 * kDecodedBytes - length % 2;  // odd stays odd
+    int count = 0;
+    tool::Tool_StringToHex(text, static_cast<int>(std::min(length, room)), bytes, &count);
+}
+
+void ReadEightDigits(const char* cell, unsigned int* field) {
+    if (cell == nullptr) return;
+    unsigned char bytes[kDecodedBytes];
+    Decode(cell, bytes);
+    *field = 0;
+    for (int i = 0; i < 4; ++i) *field = *field << 8 | bytes[i];
+}
+
+}  // namespace
+
+int db::DB_GetHistory(s_history* record, const char* file, const char* key) {
+    const Handle handle = OpenExisting(file, key, 164);
+    if (!handle) return -1;
+    Table table;
+    if (table.Query(handle.get(), "SELECT * FROM tag_history where state=0 and result=-1 limit 1") !=
+        SQLITE_OK) {
+        return 0;
+    }
+    *record = {};
+    const auto read = [&table](const char* column, int base, int* field) {
+        ReadNumber(table.Cell(0, table.Column(column)), base, field);
+    };
+    read("state", 10, &record->state);
+    read("chargeaddress", 16, &record->chargeaddress);
+    read("caninterface", 10, &record->caninterface);
+    read("devtype", 10, &record->devtype);
+    read("updateaddress", 16, &record->updateaddress);
+    read("filesize", 10, &record->filesize);
+    read("timestamp", 10, &record->timestamp);
+    return 0;
+}
+
+int db::DB_GetInfor(int savestamp, std::list<s_addnode>* cache, const char* file, const char* key) {
+    const Handle handle = OpenExisting(file, key, 280);
+    if (!handle) return -1;
+    Table table;
+    QueryAloud(handle.get(), Text(sqlite3_mprintf("SELECT * FROM tag_infor where savestamp=%d", savestamp)),
+               &table);
+    const int state = table.Column("state");
+    const int address = table.Column("address");
+    const int canid = table.Column("canid");
+    const int count = table.Column("count");
+    const int crc_a = table.Column("crc32A");
+    const int crc_b = table.Column("crc32B");
+    const int stamp = table.Column("savestamp");
+    for (int row = 0; row < table.Rows(); ++row) {
+        s_addnode& group = cache->emplace_back();
+        group.addrstate = -1;
+        ReadNumber(table.Cell(row, state), 10, &group.state);
+        ReadNumber(table.Cell(row, address), 16, &group.address);
+        ReadEightDigits(table.Cell(row, canid), &group.canid);
+        ReadNumber(table.Cell(row, count), 10, &group.count);
+        ReadEightDigits(table.Cell(row, crc_a), &group.crc32A);
+        ReadEightDigits(table.Cell(row, crc_b), &group.crc32B);
+        ReadNumber(table.Cell(row, stamp), 10, &group.savestamp);
+    }
+    return 0;
+}
+
+int db::DB_GetData(std::deque<s_datanode>* queue, int address, unsigned int canid, int savestamp,
+                   const char* file, const char* key) {
+    const Handle handle = OpenExisting(file, key, 415);
+    if (!handle) return -1;
+    Table table;
+    QueryAloud(handle.get(),
+               Text(sqlite3_mprintf("SELECT * FROM tag_data where address='%08x' and savestamp=%d", address,
+                                    savestamp)),
+               &table);
+    const int dataid = table.Column("dataid");
+    const int datalen = table.Column("datalen");
+    const int data = table.Column("data");
+    const int stamp = table.Column("savestamp");
+    for (int row = 0; row < table.Rows(); ++row) {
+        s_datanode& packet = queue->emplace_back();
+        packet.frame.can_id = canid | CAN_EFF_FLAG;
+        ReadNumber(table.Cell(row, dataid), 10, &packet.dataid);
+        ReadNumber(table.Cell(row, datalen), 10, &packet.frame.can_dlc);
+        ReadNumber(table.Cell(row, stamp), 10, &packet.savestamp);
+        if (const char* digits = table.Cell(row, data)) {
+            unsigned char bytes[kDecodedBytes];
+            Decode(digits, bytes);
+            std::copy_n(bytes, sizeof packet.frame.data, packet.frame.data);
+        }
+    }
+    return 0;
+}
