@@ -19,12 +19,6 @@ int HexArgument(const char* text) {
     return static_cast<int>(std::strtoul(text, nullptr, 16));
 }
 
-int PortNumber(int charge_address) {
-    if (charge_address == kChargeAddressPort1) return 1;
-    if (charge_address == kChargeAddressPort2) return 2;
-    return 0;
-}
-
 void StartDirect(canframe& session, char** arguments) {
     session.CAN_InitDevice(kBusPort, kBusBitrate);
     const int charge_address = HexArgument(arguments[2]);

@@ -123,6 +123,11 @@ constexpr int kKindPartial = 250;  ///< taken into, or refused by, the multi-fra
 constexpr unsigned int kBusPort = 0;  ///< interface can0
 constexpr int kBusBitrate = 125000;   ///< bit/s
 
-// Which port number a command line means: it names the charge address alone.
+// Which port number goes with a charge address when none is given.
 constexpr int kChargeAddressPort1 = 0xE0;  ///< charge address served by port number 1
 constexpr int kChargeAddressPort2 = 0xE1;  ///< charge address served by port number 2; any other: 0
+
+constexpr int PortNumber(int charge_address) {
+    if (charge_address == kChargeAddressPort1) return 1;
+    return charge_address == kChargeAddressPort2 ? 2 : 0;
+}
