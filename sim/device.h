@@ -32,11 +32,11 @@ struct Faults {
     int mute_heartbeats = 0;                ///< sends nothing while this many heartbeats pass, see Device
     std::uint8_t refuse_start = kAccepted;  ///< status of the start download reply
     std::uint8_t fail_check = kAccepted;    ///< status of the program check reply, when not accepted
-    std::vector<GroupFault> reject_groups;  ///< verdict "checksum wrong"
-    std::vector<GroupFault> erase_fails;    ///< verdict "erase failed", before rejections
-    double drop_percent = 0;                ///< share of frames lost in each direction
-    Micros delay = 0;                       ///< added to every reply
-    bool no_reset_reply = false;            ///< resets, but does not say so
+    std::vector<GroupFault> reject_groups = {};  ///< verdict "checksum wrong"
+    std::vector<GroupFault> erase_fails = {};    ///< verdict "erase failed", before rejections
+    double drop_percent = 0;                     ///< share of frames lost in each direction
+    Micros delay = 0;                            ///< added to every reply
+    bool no_reset_reply = false;                 ///< resets, but does not say so
 };
 
 struct Settings {
@@ -44,7 +44,7 @@ struct Settings {
     Plan plan = Plan::kB;             ///< the checksum it asks for
     std::uint32_t base = 0x08004000;  ///< first group address it announces; the next is one group size up
     std::uint32_t seed = 1;           ///< which frames are dropped
-    Faults faults;
+    Faults faults = {};
 };
 
 /// Where the current job stands. A job begins with a start download.

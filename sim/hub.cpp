@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::size_t kMaxNodes = 200;  // well below the usual limit of open files
 constexpr int kFramesPerTurn = 32;      // of one node before the others have theirs
-constexpr int kSendBuffer = 4 << 20;    // as much patience with a slow node as the system grants
+constexpr int kSendBuffer = 1 << 20;    // as much patience with a slow node as the system grants
 
 sockaddr_un AddressOf(const std::string& path) {
     sockaddr_un address{};
@@ -93,7 +93,7 @@ std::optional<BusEvent> Hub::Receive() {
         const int count = epoll_wait(epoll_.get(), ready.data(), ready.size(), 0);
         for (int i = 0; i < count; ++i) {
             const int node = ready[static_cast<std::size_t>(i)].data.fd;
-            node == 0 ? Accept() : ReadNode(node);
+            node == 0 ? AcceptAll() : ReadNode(node);
         }
     }
     if (events_.empty()) return std::nullopt;
@@ -109,14 +109,19 @@ void Hub::Watch(int fd, int node) {
     if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, fd, &event) < 0) throw SystemError(path_ + ": epoll");
 }
 
-void Hub::Accept() {
-    Fd fd(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-    // Left waiting, the connection would wake the hub for ever.
-    if (!fd && (errno == EMFILE || errno == ENFILE)) throw SystemError(path_ + ": accept");
-    if (!fd || nodes_.size() >= kMaxNodes) return;
-    setsockopt(fd.get(), SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer);
-    Watch(fd.get(), ++last_node_);
-    nodes_.emplace(last_node_, std::move(fd));
+void Hub::AcceptAll() {
+    for (;;) {
+        Fd fd(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        if (!fd) {
+            // Left waiting, a connection would wake the hub for ever.
+            if (errno == EMFILE || errno == ENFILE) throw SystemError(path_ + ": accept");
+            return;
+        }
+        if (nodes_.size() >= kMaxNodes) continue;
+        setsockopt(fd.get(), SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer);
+        Watch(fd.get(), ++last_node_);
+        nodes_.emplace(last_node_, std::move(fd));
+    }
 }
 
 void Hub::ReadNode(int node) {
@@ -125,6 +130,7 @@ void Hub::ReadNode(int node) {
         can_frame frame{};
         const ssize_t length = recv(fd, &frame, sizeof frame, MSG_DONTWAIT | MSG_TRUNC);
         if (length == static_cast<ssize_t>(sizeof frame)) {
+            AcceptAll();  // whoever connected before this frame was sent hears it
             PassOn(node, frame);
             events_.push_back({BusEvent::kFrame, node, frame});
             continue;

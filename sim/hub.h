@@ -27,7 +27,7 @@ class Hub : public Bus {
 
   private:
     void Watch(int fd, int node);
-    void Accept();
+    void AcceptAll();
     void ReadNode(int node);
     void PassOn(int from, const can_frame& frame);
 

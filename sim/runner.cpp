@@ -129,7 +129,7 @@ void Runner::SaveImage() {
     if (options_.save.empty()) return;
     const std::span<const std::uint8_t> image = device_.image();
     std::FILE* const file = std::fopen(options_.save.c_str(), "wbe");
-    bool saved = file && std::fwrite(image.data(), 1, image.size(), file) == image.size();
+    bool saved = file && (image.empty() || std::fwrite(image.data(), image.size(), 1, file) == 1);
     if (file) saved = std::fclose(file) == 0 && saved;
     if (!saved) {
         std::fprintf(stderr, "velmorin-sim: --save %s: %s\n", options_.save.c_str(), std::strerror(errno));
