@@ -55,7 +55,7 @@ TEST_F(Packing, EverySizeBecomesWholeGroupsFilledWithFf) {
         ASSERT_EQ(Pack(bench.Write("image", image)), 0) << size;
         const std::size_t groups = (size + 1023) / 1024;
         const std::string padded = image + std::string(groups * 1024 - size, '\xFF');
-        EXPECT_EQ(Payload(), padded) << size;
+        EXPECT_TRUE(Payload() == padded) << size;
         ASSERT_EQ(cache.size(), groups);
         EXPECT_EQ(history.filesize, static_cast<int>(size));
         EXPECT_EQ(history.crcA, tool::crc32_planA(U(padded), padded.size()));

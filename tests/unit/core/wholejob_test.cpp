@@ -149,7 +149,7 @@ TEST_F(WholeJob, ArrivesWholeUnderBothPlans) {
         Load(2500);
         Run();
         ASSERT_TRUE(finished);
-        EXPECT_EQ(Received(), image + std::string(3072 - 2500, '\xFF'));
+        EXPECT_TRUE(Received() == image + std::string(3072 - 2500, '\xFF'));
         EXPECT_EQ(Course(), "DASpESpESpECR");
         EXPECT_EQ(received.begin()->first, kBase);
         EXPECT_EQ(checked, plan == 1 ? session.m_crcA : session.m_crcB);
@@ -177,7 +177,7 @@ TEST_F(WholeJob, LostPacketIsMendedBySendingTheGroupAgain) {
     EXPECT_EQ(session.m_errorcode, 0);
     EXPECT_EQ(Course(), "DASpESpESpECR");
     EXPECT_EQ(starts[kBase], 2);
-    EXPECT_EQ(Received(), image);
+    EXPECT_TRUE(Received() == image);
 }
 
 TEST_F(WholeJob, GroupRejectedThreeTimesEndsTheJob) {
@@ -222,7 +222,7 @@ TEST_F(WholeJob, DeviceThatComesBackGetsTheRest) {
     }
     testing::internal::GetCapturedStdout();
     EXPECT_EQ(session.m_errorcode, 0);
-    EXPECT_EQ(Received(), image);
+    EXPECT_TRUE(Received() == image);
     EXPECT_EQ(Course().substr(0, 10), "DASpESpEEE") << "resent while nobody answers";
     EXPECT_EQ(Course().substr(Course().size() - 7), "DASpECR") << "the confirmed group is not sent again";
 }
