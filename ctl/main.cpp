@@ -1,26 +1,82 @@
-// velmorinctl: looks after the staging file for the person beside the controller.
+// velmorinctl: looks after the update jobs of a controller for the person beside it.
 #include <CLI/CLI.hpp>
-#include <charconv>
+#include <climits>
+#include <csignal>
 #include <string>
 
+#include "arguments.h"
+#include "commands.h"
 #include "listing.h"
 #include "platform.h"
 #include "report.h"
+
+namespace {
+
+constexpr NumberRange kHexByte = {16, 0x00, 0xFF};
+constexpr NumberRange kByte = {10, 0, 255};
+constexpr NumberRange kTimestamp = {10, 0, INT_MAX};
+
+struct CommandLine {
+    bool as_json = false;
+    std::string image;
+    Target target;
+    std::string file;
+    int timestamp = 0;
+    std::function<int()> command;
+};
+
+void AddStage(CLI::App* app, CommandLine* line) {
+    CLI::App* stage = app->add_subcommand("stage", "pack an image, to be downloaded later");
+    stage->add_option("IMAGE", line->image, "the firmware image")->required()->type_name("");
+    AddNumber(stage, "--charge", kHexByte, &line->target.charge, "address of the device on the bus")
+        ->required();
+    AddNumber(stage, "--device", kHexByte, &line->target.device, "type of the device")->required();
+    AddNumber(stage, "--update", kHexByte, &line->target.update, "update address")->required();
+    AddNumber(stage, "--port", kByte, &line->target.port,
+              "port number (default: 1 for charge address e0, 2 for e1, else 0)");
+    stage->callback([line] { line->command = [line] { return Stage(line->image, line->target); }; });
+}
+
+void AddCommands(CLI::App* app, CommandLine* line) {
+    CLI::App* jobs = app->add_subcommand("jobs", "list every job with its result");
+    jobs->add_flag("--json", line->as_json, "as one JSON array");
+    jobs->callback([line] { line->command = [line] { return PrintJobs(line->as_json); }; });
+
+    AddStage(app, line);
+
+    CLI::App* download =
+        app->add_subcommand("download", "download the open staged job and record its result");
+    download->callback([line] { line->command = Download; });
+
+    CLI::App* file = app->add_subcommand("export", "write the image of the open staged job to a new file");
+    file->add_option("FILE", line->file, "the file to make")->required()->type_name("");
+    file->callback([line] { line->command = [line] { return Export(line->file); }; });
+
+    CLI::App* close =
+        app->add_subcommand("close", "close an open job that nobody will finish, as interrupted");
+    AddNumber(close, "TIMESTAMP", kTimestamp, &line->timestamp, "the job's, as `jobs` shows it")
+        ->required()
+        ->type_name("");
+    close->callback([line] { line->command = [line] { return Close(line->timestamp); }; });
+
+    CLI::App* clean = app->add_subcommand("clean", "empty what is staged; the jobs stay");
+    clean->callback([line] { line->command = Clean; });
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     CLI::App app{"Looks after the update jobs of a charging station's controller.", "velmorinctl"};
     app.set_version_flag("--version", "velmorinctl " VELMORIN_VERSION);
     app.require_subcommand(1);
-
-    bool as_json = false;
-    CLI::App* jobs = app.add_subcommand("jobs", "list every job with its result");
-    jobs->add_flag("--json", as_json, "as one JSON array");
+    CommandLine line;
+    AddCommands(&app, &line);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : kExitUsage;
     }
+    std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a fault like a full disk
     platform::AnnounceBench("velmorinctl");
-    if (*jobs) return PrintJobs(as_json);
-    return kExitUsage;
+    return line.command();
 }

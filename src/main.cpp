@@ -12,7 +12,6 @@
 namespace {
 
 constexpr int kDirectArguments = 5;  // with the program's name
-constexpr int kSignalStatus = 128;   // exit status of a job that a signal ended, plus the signal's number
 
 /// Text that is not hexadecimal reads as 0.
 int HexArgument(const char* text) {

@@ -54,6 +54,8 @@ class canframe {
     /// Packs the image at `path` into the send cache and writes the job's row. Always 0: a failure is printed
     /// and the session goes on with what the cache holds.
     int LoadData(const char* path);
+    /// 1 for an image that is an archive by its path, ".tar.gz" or ".TAR.GZ" anywhere in it, else 0.
+    static int FirewareType(const char* path);
     /// Frees every group and packet. Always 0.
     int CacheClean();
     /// Takes the end time, prints time and result code and records both in the job's row. Always 0.

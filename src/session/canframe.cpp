@@ -43,8 +43,7 @@ int canframe::FirewareUpdateInit() {
 
 int canframe::LoadData(const char* path) {
     PackData packer;
-    m_firewaretype =
-        std::strstr(path, ".tar.gz") != nullptr || std::strstr(path, ".TAR.GZ") != nullptr ? 1 : 0;
+    m_firewaretype = FirewareType(path);
     m_history = {};
     packer.Pack_Init(m_canport, m_chargeaddress, m_devtype, m_updateaddress);
     const int result = packer.Pack_RuningV2(path, &m_history, &m_addlist);
@@ -54,6 +53,10 @@ int canframe::LoadData(const char* path) {
     m_crcB = packer.Pack_GetcrcB();
     if (m_debug == 1) std::printf("crcA:%08x crcB:%08x\n", m_crcA, m_crcB);
     return 0;
+}
+
+int canframe::FirewareType(const char* path) {
+    return std::strstr(path, ".tar.gz") != nullptr || std::strstr(path, ".TAR.GZ") != nullptr ? 1 : 0;
 }
 
 int canframe::CacheClean() {

@@ -21,6 +21,7 @@ void PrepareProcess() {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     prctl(PR_SET_TIMERSLACK, 1UL);  // else every pass of 10 ms may sleep 50 µs longer
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     for (const int number : {SIGINT, SIGTERM}) {
         struct sigaction action {};
         action.sa_handler = Catch;
@@ -29,10 +30,15 @@ void PrepareProcess() {
     }
 }
 
-int RunJob(canframe& session) {
+int RunUntilFinished(canframe& session) {
     while (session.m_finished != 1 && caught_signal == 0) session.Runloop();
     const int number = session.m_finished != 1 ? caught_signal : 0;
     if (number != 0) session.m_errorcode = kResultInterrupted;
+    return number;
+}
+
+int RunJob(canframe& session) {
+    const int number = RunUntilFinished(session);
     session.CacheClean();
     session.UpdateRecord();
     return number;

@@ -3,11 +3,16 @@
 
 class canframe;
 
+/// Exit status of a program whose job a signal ended, less the signal's number.
+constexpr int kSignalStatus = 128;
+
 /// From now on SIGINT and SIGTERM ask the main loop to end instead of ending the process, and SIGPIPE does
-/// nothing: nobody who stops reading may stop an update. Standard output gives every line as it happens, to a
-/// pipe too.
+/// nothing: nobody who stops reading may stop an update. Nor does SIGXFSZ: a file that may not grow is a
+/// fault like a full disk. Standard output gives every line as it happens, to a pipe too.
 void PrepareProcess();
 
-/// Runs passes until the session is finished, then frees its cache and records its result. 0; or the number
-/// of the signal that ended the job early, between two passes: its result is then kResultInterrupted.
+/// Runs passes until the session is finished. 0; or the number of the signal that ended the job early,
+/// between two passes: its result is then kResultInterrupted.
+int RunUntilFinished(canframe& session);
+/// The same for a job that was packed into the session: frees its cache and records its result afterwards.
 int RunJob(canframe& session);
