@@ -54,7 +54,7 @@ void LoadFromFileAgainstGetline(benchmark::State& state) {
     WriteLines(path);
     double getline_ms = std::numeric_limits<double>::infinity();
     double load_ms = getline_ms;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         std::vector<std::string> lines;
         getline_ms = std::min(getline_ms, MillisecondsOf([&] {
                                   std::ifstream in(path);
@@ -74,13 +74,13 @@ BENCHMARK(LoadFromFileAgainstGetline)->Iterations(5)->Unit(benchmark::kMilliseco
 
 void FindReplace(benchmark::State& state) {
     const CString s = StringOfChars('a', static_cast<int>(state.range(0)));
-    for (auto _ : state) benchmark::DoNotOptimize(FindReplaceStr(s, "aa", "b"));
+    for ([[maybe_unused]] auto _ : state) benchmark::DoNotOptimize(FindReplaceStr(s, "aa", "b"));
     state.SetComplexityN(state.range(0));
 }
 
 void Parse(benchmark::State& state) {
     const CString s = FindReplaceChar(StringOfChars('a', static_cast<int>(state.range(0))), 'a', ',');
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         CStringList fields;
         ParseStr(s, ',', fields);
         benchmark::DoNotOptimize(fields.GetCount());
@@ -90,14 +90,15 @@ void Parse(benchmark::State& state) {
 
 void Filter(benchmark::State& state) {
     const CString s = StringOfChars('7', static_cast<int>(state.range(0)));
-    for (auto _ : state) benchmark::DoNotOptimize(FilterStr(s, ALPHABET_NUMBER, CCharset(), false));
+    for ([[maybe_unused]] auto _ : state)
+        benchmark::DoNotOptimize(FilterStr(s, ALPHABET_NUMBER, CCharset(), false));
     state.SetComplexityN(state.range(0));
 }
 
 void RemoveDuplicates(benchmark::State& state) {
     CStringList numbers;
     for (int i = 0; i < state.range(0); ++i) numbers << (CString() += i % 1000);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         CStringList list(numbers);
         benchmark::DoNotOptimize(list.RemoveDuplicates().GetCount());
     }

@@ -1,24 +1,33 @@
 #include "stlconvert.h"
 
 #include <algorithm>
+#include <cctype>
 #include <climits>
 #include <cmath>
 #include <cstdio>
 #include <iterator>
 #include <string>
+#include <string_view>
 
 #include "CCharset.h"
 #include "alphabets.h"
+#include "bytes.h"
 #include "strfunctions.h"
 
 namespace {
 
-CString Only(const CString& s, const CString& members) {
-    return FilterStr(s, CCharset(members), CCharset(), false);
+int Number(const CString& s) {
+    return FilterStr(s, CCharset(ALPHABET_NUMBER), CCharset(), false).GetInteger();
 }
 
-int Digits(const CString& s) {
-    return Only(s, ALPHABET_NUMBER).GetInteger();
+// The place in letters, and so the power of 1024, of the first of them in s, in either case; 0 without one.
+std::size_t SuffixPower(const CString& s, std::string_view letters) {
+    for (const char c : Bytes(s)) {
+        const std::size_t power =
+            letters.find(static_cast<char>(std::tolower(static_cast<unsigned char>(c))));
+        if (power != std::string_view::npos) return power;
+    }
+    return 0;
 }
 
 CString Shortest(double number) {
@@ -67,24 +76,10 @@ int DecimalExponent(double value) {
 }  // namespace
 
 int ParseMemSizeStr(const CString& s, int& multiplier, char& unit) {
-    switch (Only(s, "bkmgBKMG").GetFirstChar()) {
-        case 'k':
-        case 'K':
-            multiplier = 1 << 10, unit = 'k';
-            break;
-        case 'm':
-        case 'M':
-            multiplier = 1 << 20, unit = 'm';
-            break;
-        case 'g':
-        case 'G':
-            multiplier = 1 << 30, unit = 'g';
-            break;
-        default:
-            multiplier = 1, unit = 'b';
-            break;
-    }
-    return Digits(s);
+    const std::size_t power = SuffixPower(s, "bkmg");
+    multiplier = 1 << 10 * power;
+    unit = "bkmg"[power];
+    return Number(s);
 }
 
 int ParseMemSizeStr(const CString& s) {
@@ -95,28 +90,10 @@ int ParseMemSizeStr(const CString& s) {
 }
 
 long long ParseMemSizeStr64(const CString& s, long long& multiplier, char& unit) {
-    switch (Only(s, "bkmgtBKMGT").GetFirstChar()) {
-        case 'k':
-        case 'K':
-            multiplier = 1LL << 10, unit = 'K';
-            break;
-        case 'm':
-        case 'M':
-            multiplier = 1LL << 20, unit = 'M';
-            break;
-        case 'g':
-        case 'G':
-            multiplier = 1LL << 30, unit = 'G';
-            break;
-        case 't':
-        case 'T':
-            multiplier = 1LL << 40, unit = 'T';
-            break;
-        default:
-            multiplier = 1, unit = 'b';
-            break;
-    }
-    return Digits(s);
+    const std::size_t power = SuffixPower(s, "bkmgt");
+    multiplier = 1LL << 10 * power;
+    unit = "bKMGT"[power];
+    return Number(s);
 }
 
 long long ParseMemSizeStr64(const CString& s) {
