@@ -10,7 +10,8 @@ namespace sim {
 std::string CandumpLine(timeval when, const std::string& interface, const can_frame& frame) {
     char text[64];
     std::snprintf(text, sizeof text, "(%010lld.%06ld) ", static_cast<long long>(when.tv_sec), when.tv_usec);
-    std::string line = text + interface;
+    std::string line = text;
+    line += interface;
 
     if (frame.can_id & CAN_ERR_FLAG)
         std::snprintf(text, sizeof text, " %08X#", frame.can_id & (CAN_ERR_FLAG | CAN_ERR_MASK));
@@ -21,7 +22,10 @@ std::string CandumpLine(timeval when, const std::string& interface, const can_fr
     line += text;
 
     const int length = std::min<int>(frame.can_dlc, CAN_MAX_DLEN);
-    if (frame.can_id & CAN_RTR_FLAG) return line + (length ? "R" + std::to_string(length) : "R");
+    if (frame.can_id & CAN_RTR_FLAG) {
+        line += 'R';
+        return length > 0 ? line + std::to_string(length) : line;
+    }
     for (int i = 0; i < length; ++i) {
         std::snprintf(text, sizeof text, "%02X", frame.data[i]);
         line += text;

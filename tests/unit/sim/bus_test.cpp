@@ -104,9 +104,9 @@ TEST_F(BenchBus, DropsWhatIsNotAFrameAndNothingElse) {
     Fd sender = Node();
     const Fd other = Node();
     const char bytes[64] = {};
-    for (const std::size_t length : {0, 1, 15, 17, 64, 0}) {
+    for (const std::uint32_t length : {0U, 1U, 15U, 17U, 64U, 0U}) {
         EXPECT_EQ(send(sender.get(), bytes, length, 0), static_cast<ssize_t>(length));
-        Put(sender, static_cast<std::uint32_t>(length));
+        Put(sender, length);
     }
     sender = Fd();
     EXPECT_EQ(Run(*bus), (Told{0, 1, 15, 17, 64, 0, -1}));
