@@ -27,7 +27,8 @@ void GroupFinder::Refresh(Groups& groups) {
 
 GroupFinder::Groups::iterator GroupFinder::FirstUnconfirmed(Groups& groups) {
     Refresh(groups);
-    if (unconfirmed_ != groups.begin() && (groups.front().state == 0 || std::prev(unconfirmed_)->state == 0)) {
+    if (unconfirmed_ != groups.begin() &&
+        (groups.front().state == 0 || std::prev(unconfirmed_)->state == 0)) {
         unconfirmed_ = groups.begin();
         confirmed_hold_ = false;
     }
@@ -39,7 +40,8 @@ GroupFinder::Groups::iterator GroupFinder::FirstUnconfirmed(Groups& groups) {
 
 GroupFinder::Groups::iterator GroupFinder::FirstWaiting(Groups& groups) {
     Refresh(groups);
-    if (waiting_ != groups.begin() && (groups.front().addrstate == -1 || std::prev(waiting_)->addrstate == -1)) {
+    if (waiting_ != groups.begin() &&
+        (groups.front().addrstate == -1 || std::prev(waiting_)->addrstate == -1)) {
         waiting_ = groups.begin();
     }
     while (waiting_ != groups.end() && waiting_->addrstate != -1) ++waiting_;

@@ -1,14 +1,15 @@
-// Finds groups in the send cache without walking it from the start in every pass: a job only ever confirms its
-// groups and gives them addresses from the front, so a cursor for each stays where the last search ended.
+// Finds groups in the send cache without walking it from the start in every pass: a job only ever confirms
+// its groups and gives them addresses from the front, so a cursor for each stays where the last search ended.
 #pragma once
 
 #include <list>
 
 #include "sendcache.h"
 
-/// Every search gives what a walk over the whole list would give. Cursors start afresh when the list has another
-/// size, first or last group than before, or when a group before them is open again. Amortised constant time per
-/// call in a job; linear after the list changed and for an address that no unconfirmed group has.
+/// Every search gives what a walk over the whole list would give. Cursors start afresh when the list has
+/// another size, first or last group than before, or when a group before them is open again. Amortised
+/// constant time per call in a job; linear after the list changed and for an address that no unconfirmed
+/// group has.
 class GroupFinder {
   public:
     using Groups = std::list<s_addnode>;
@@ -31,6 +32,6 @@ class GroupFinder {
     std::size_t size_ = 0;
     const s_addnode* first_ = nullptr;
     const s_addnode* last_ = nullptr;
-    int most_packets_ = 0;           // no group holds more
-    bool confirmed_hold_ = false;    // a confirmed group still has packets: search from the start
+    int most_packets_ = 0;         // no group holds more
+    bool confirmed_hold_ = false;  // a confirmed group still has packets: search from the start
 };

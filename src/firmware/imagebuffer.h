@@ -10,7 +10,8 @@
 class ImageBuffer {
   public:
     explicit ImageBuffer(std::size_t size)
-        : size_(size), map_(mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) {}
+        : size_(size),
+          map_(mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) {}
     ~ImageBuffer() {
         if (map_ != MAP_FAILED) munmap(map_, size_);
     }
@@ -19,7 +20,8 @@ class ImageBuffer {
 
     unsigned char* Bytes() const { return map_ == MAP_FAILED ? nullptr : static_cast<unsigned char*>(map_); }
 
-    /// Gives back the memory of the bytes before `end`, in steps that every page size divides; they then read as zero.
+    /// Gives back the memory of the bytes before `end`, in steps that every page size divides; they then read
+    /// as zero.
     void Release(std::size_t end) {
         constexpr std::size_t kStep = 65536;
         if (end % kStep == 0 && end != 0) madvise(map_, end, MADV_DONTNEED);

@@ -9,40 +9,40 @@
 
 /// One update job; mirrors a row of `tag_history`.
 struct s_history {
-    char name[128];        ///< image path, NUL-terminated; empty when it has 128 characters or more
-    int state;             ///< 0 while the job is open
-    int chargeaddress;     ///< device address on the bus, 0 to 255
-    int caninterface;      ///< CAN port number
-    int devtype;           ///< device type, 0 to 255
-    int updateaddress;     ///< update address, 0 to 255
-    int filesize;          ///< image size in bytes, exact
-    int timestamp;         ///< time of packing, seconds since the epoch; identifies the job everywhere
-    int timeuse;           ///< milliseconds the job took; 0 until it ended
-    unsigned int crcA;     ///< CRC A of the image (padded to whole groups on the live path)
-    unsigned int crcB;     ///< CRC B of the image, exact size
+    char name[128];     ///< image path, NUL-terminated; empty when it has 128 characters or more
+    int state;          ///< 0 while the job is open
+    int chargeaddress;  ///< device address on the bus, 0 to 255
+    int caninterface;   ///< CAN port number
+    int devtype;        ///< device type, 0 to 255
+    int updateaddress;  ///< update address, 0 to 255
+    int filesize;       ///< image size in bytes, exact
+    int timestamp;      ///< time of packing, seconds since the epoch; identifies the job everywhere
+    int timeuse;        ///< milliseconds the job took; 0 until it ended
+    unsigned int crcA;  ///< CRC A of the image (padded to whole groups on the live path)
+    unsigned int crcB;  ///< CRC B of the image, exact size
 };
 static_assert(sizeof(s_history) == 168);
 
 /// One packet: a finished CAN data frame with up to four image bytes; mirrors a row of `tag_data`.
 struct s_datanode {
-    int state;         ///< always 0
-    int dataid;        ///< index within the group, from 0; entry n of a queue has dataid n
-    int savestamp;     ///< the job's timestamp
-    can_frame frame;   ///< as it goes onto the bus: port, type, update address, index, image bytes
+    int state;        ///< always 0
+    int dataid;       ///< index within the group, from 0; entry n of a queue has dataid n
+    int savestamp;    ///< the job's timestamp
+    can_frame frame;  ///< as it goes onto the bus: port, type, update address, index, image bytes
 };
 static_assert(sizeof(s_datanode) == 32);
 
 /// One group: 1024 image bytes with their checksums; mirrors a row of `tag_infor`.
 struct s_addnode {
-    int state;                         ///< 1 once the device confirmed the group's checksum, else 0
-    int addrstate;                     ///< 1 once the device gave the group its address, else -1
-    int sendcount;                     ///< how often the group has been started
-    unsigned int address;              ///< the key of the group; 1024 × (index + 1) until the device names another
-    unsigned int canid;                ///< 29-bit identifier of its frames, without the extended-frame flag
-    int count;                         ///< packets that dataqueue held when it was filled
-    int savestamp;                     ///< the job's timestamp
-    unsigned int crc32A;               ///< CRC A over the group's bytes
-    unsigned int crc32B;               ///< CRC B over the group's bytes
+    int state;             ///< 1 once the device confirmed the group's checksum, else 0
+    int addrstate;         ///< 1 once the device gave the group its address, else -1
+    int sendcount;         ///< how often the group has been started
+    unsigned int address;  ///< the key of the group; 1024 × (index + 1) until the device names another
+    unsigned int canid;    ///< 29-bit identifier of its frames, without the extended-frame flag
+    int count;             ///< packets that dataqueue held when it was filled
+    int savestamp;         ///< the job's timestamp
+    unsigned int crc32A;   ///< CRC A over the group's bytes
+    unsigned int crc32B;   ///< CRC B over the group's bytes
     std::deque<s_datanode> dataqueue;  ///< the packets in index order; emptied when the group is confirmed
 };
 
