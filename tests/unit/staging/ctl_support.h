@@ -1,0 +1,40 @@
+// Runs velmorinctl on a bench of the test's own.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "process.h"
+#include "staging_support.h"
+
+class CtlFixture : public StagingFixture {
+  protected:
+    using Words = std::vector<std::string>;
+
+    /// Runs velmorinctl, or the command that starts it, with these arguments; its exit status.
+    int Run(const Words& arguments, Words command = {VELMORINCTL}) {
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        Process program(command, {{"TZ", "UTC"}});
+        const int status = program.Wait();
+        out = program.output;
+        // The first line tells of the bench.
+        const std::string bench_line = "velmorinctl: on the bench in " + bench.Root().string() + "\n";
+        err = program.errors.starts_with(bench_line) ? program.errors.substr(bench_line.size())
+                                                     : program.errors;
+        return status;
+    }
+
+    /// Stages an image with velmorinctl; its path.
+    std::string CtlStage(const std::string& image, const std::string& name = "image") {
+        const std::string path = bench.Write(name, image);
+        EXPECT_EQ(Run({"stage", path, "--charge", "e0", "--device", "10", "--update", "20"}), 0) << err;
+        return path;
+    }
+
+    /// The staging file with its tables, as another program may have left it.
+    void MakeStagingFile() const {
+        PrintedBy([] { db().DB_CreateTable(kStagingFile, nullptr); });
+    }
+
+    std::string out, err;
+};
