@@ -101,7 +101,8 @@ void PackData::FillHistory(const char* path, s_history* history) {
     history->updateaddress = upaddress;
     history->filesize = filesize;
     history->timestamp = timestamp;
-    if (std::strlen(path) < sizeof history->name) std::strcpy(history->name, path);
+    const std::size_t length = std::strlen(path);
+    if (length < sizeof history->name) std::memcpy(history->name, path, length + 1);
     history->crcA = crcA;
     history->crcB = crcB;
 }

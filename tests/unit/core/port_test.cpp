@@ -173,7 +173,8 @@ TEST_F(Port, BenchPortIsTheSocketOfItsInterface) {
     const int hub = socket(AF_UNIX, SOCK_SEQPACKET, 0);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, (bench.Root() / "can3").c_str());
+    const std::string path = (bench.Root() / "can3").string();
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
     ASSERT_EQ(bind(hub, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     ASSERT_EQ(listen(hub, 1), 0);
     CAN_Port* opened = CAN_Init(3, 125000);
