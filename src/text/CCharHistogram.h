@@ -13,12 +13,12 @@
 /// a change. Exactly one of the four questions is answered with true.
 class CCharHistogram {
   public:
-    CCharHistogram();
+    CCharHistogram();                                        ///< Nothing counted.
     CCharHistogram(const CCharHistogram& other);             ///< An empty histogram, whatever other holds.
     CCharHistogram& operator=(const CCharHistogram& other);  ///< Takes over counters and classification.
     ~CCharHistogram() = default;
 
-    void Reset();
+    void Reset();  ///< As constructed.
 
     /// Count every byte, or take it off again. Even an empty text or list makes the next question classify.
     void Insert(char c);
@@ -28,7 +28,7 @@ class CCharHistogram {
     void Remove(const CString& s);
     void Remove(const CStringList& list);
 
-    unsigned int GetAt(char c) const;
+    unsigned int GetAt(char c) const;    ///< How often c is counted.
     void SetAt(char c, unsigned int n);  ///< Any number; the classification stays as it was.
     CString GetAlphabet() const;         ///< Every byte value counted, once each, ascending.
 

@@ -20,14 +20,13 @@ class CCharset {
     void UpdateCharset();   ///< The members become the bytes of the alphabet.
     void UpdateAlphabet();  ///< The alphabet becomes the members, each once, ascending.
 
-    bool Isset(char c) const;
-    char GetChar(
-        char c) const;  ///< c when it is a member, otherwise NUL; only Isset tells whether NUL is one.
-    void SetChar(char c);
-    void UnsetChar(char c);
+    bool Isset(char c) const;    ///< Whether c is a member.
+    char GetChar(char c) const;  ///< c if it is a member, otherwise NUL; only Isset tells of NUL itself.
+    void SetChar(char c);        ///< Adds c and rewrites the alphabet.
+    void UnsetChar(char c);      ///< Takes c away and rewrites the alphabet.
 
-    CString GetAlphabet() const;
-    void SetAlphabet(const CString& members);
+    CString GetAlphabet() const;               ///< A copy.
+    void SetAlphabet(const CString& members);  ///< As constructed from members.
 
     void Print(std::ostream& out) const;  ///< The alphabet up to its first NUL.
 

@@ -21,7 +21,7 @@ class CString {
     };
 
     /// Every new text has the line end EOL_LF, a copy too, whatever its source has.
-    CString();
+    CString();        ///< Empty.
     CString(char c);  ///< The one byte c, also when it is NUL.
     CString(const char* s);
     CString(const std::string& str);
@@ -32,12 +32,12 @@ class CString {
     std::string GetString() const;   ///< A copy of the bytes.
     const char* GetCString() const;  ///< NUL-terminated; valid until the text changes.
     int GetLength() const;           ///< The number of bytes (2147483647 if there are more).
-    bool IsEmpty() const;
+    bool IsEmpty() const;            ///< Length 0.
 
     CString& SetLength();       ///< Cuts at the first NUL: for a text written as a C string into it.
     CString& SetLength(int n);  ///< Cuts, or extends with NULs. A negative n counts as 0.
-    CString& Clear();
-    CString& Fill(char c);  ///< Every byte becomes c; the length stays.
+    CString& Clear();           ///< Length 0; the line-end kind stays.
+    CString& Fill(char c);      ///< Every byte becomes c; the length stays.
 
     char GetChar(int i) const;        ///< The byte at i; NUL outside the text.
     char GetFirstChar() const;        ///< NUL for an empty text.
@@ -78,9 +78,9 @@ class CString {
     CString& operator+=(float number);
     CString& operator+=(double number);
 
-    CString& AppendCR();
-    CString& AppendLF();
-    CString& AppendCRLF();
+    CString& AppendCR();       ///< Adds "\r".
+    CString& AppendLF();       ///< Adds "\n".
+    CString& AppendCRLF();     ///< Adds "\r\n".
     CString& AppendEOL();      ///< Adds the line end of this text's kind.
     CString& SetEOL(eol_t e);  ///< The one way to change the line-end kind.
     CString GetEOL() const;    ///< Always "\n", the line end of new texts, whatever SetEOL said.

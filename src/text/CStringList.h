@@ -17,17 +17,17 @@
 /// Nothing throws (memory exhaustion apart). Not locked.
 class CStringList {
   public:
-    CStringList();
+    CStringList();                          ///< Empty.
     CStringList(const CStringList& other);  ///< Copies of other's texts; the placeholder is not copied.
     ~CStringList();
 
     CStringList& operator=(const CStringList& other);  ///< As the copy constructor; itself: no change.
     CStringList& operator=(const CString& s);          ///< The list of the one text s.
 
-    int GetCount() const;
-    bool ValidIndex(int i) const;
-    int GetLength() const;  ///< The sum of the lengths, at most 2147483647.
-    bool IsEmpty() const;   ///< No texts, or only empty ones.
+    int GetCount() const;          ///< The number of texts.
+    bool ValidIndex(int i) const;  ///< Whether i is in 0 to count - 1.
+    int GetLength() const;         ///< The sum of the lengths, at most 2147483647.
+    bool IsEmpty() const;          ///< No texts, or only empty ones.
 
     /// Text i, or the placeholder. What is written to the placeholder shows in every later invalid lookup.
     CString& operator[](int i);
@@ -43,7 +43,7 @@ class CStringList {
     int Insert(const CString& s);
     int Insert(const CString* p);
     CStringList& Insert(const CStringList& other);  ///< Appends copies; inserting itself doubles the list.
-    CStringList& operator<<(const CString& s);
+    CStringList& operator<<(const CString& s);      ///< Insert(s), to be chained.
 
     /// Insert before text i. An invalid i, the count included, changes nothing, and p stays the caller's.
     CStringList& InsertAt(int i, const CString& s);
@@ -51,8 +51,8 @@ class CStringList {
     CStringList& InsertAt(int i, const CStringList& other);  ///< Linear in the two lists, not their product.
 
     /// Remove and destroy. The order of what is kept never changes, and texts are not moved, only pointers.
-    CStringList& RemoveAt(int i);  ///< An invalid i changes nothing.
-    CStringList& RemoveEmpty();
+    CStringList& RemoveAt(int i);     ///< An invalid i changes nothing.
+    CStringList& RemoveEmpty();       ///< Removes every text of length 0.
     CStringList& RemoveDuplicates();  ///< Keeps the first of equal texts (up to the first NUL). Linear.
     CStringList& Clear();             ///< The placeholder stays as it is.
 
@@ -62,7 +62,7 @@ class CStringList {
     /// Appends the lines of a file, without their line ends, in time linear in the file; lines have no length
     /// limit. A line ends at LF, CR, CR LF or NUL; bytes after the last line end are a line too, if there are
     /// any. False when the file cannot be opened, or when reading it fails (a folder does): the lines read
-    /// to their end until then are kept, an unfinished one is not.
+    /// to their end until then are kept, an unfinished one is not. Blocks as long as the file does (a pipe).
     bool AppendFromFile(const CString& path);
 
     /// Writes every text, all of its bytes, and a LF after each; an existing file is replaced. Loading it

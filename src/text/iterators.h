@@ -5,21 +5,23 @@
 #include "CString.h"
 #include "CStringList.h"
 
-// Walks over text held elsewhere. An iterator owns nothing: the text must outlive it and not change size
-// under it. Every step returns a reference into the text itself, to read or write the byte there; the one at
-// an end position is a NUL to be read only. Nothing fails: walks stop at both ends, and where there is no
-// byte to refer to, the reference is to a NUL of the iterator's own.
+// Walks over text held elsewhere. An iterator owns nothing: the text must outlive it. Every step returns a
+// reference into the text itself, to read or write the byte there until the text next changes; the one at an
+// end position is a NUL to be read only. Nothing fails: walks stop at both ends, and where there is no byte
+// to refer to (no text, or one that was cut short meanwhile) it is a NUL of the iterator's own.
 
-/// The root: walks over nothing.
+/// The root: walks over nothing, so every position is 0 and every byte its own NUL.
 class CCharIterator {
   public:
     CCharIterator();
     CCharIterator(const CCharIterator& other);
     CCharIterator& operator=(const CCharIterator& other);
 
+    /// Where First(), This() and Last() stand.
     virtual int FirstPosition();
     virtual int ThisPosition();
     virtual int LastPosition();
+    /// Go there, or one step, or stay, and return the byte reached.
     virtual char& First();
     virtual char& Prev();
     virtual char& This();

@@ -70,8 +70,8 @@ CString StripDupChars(const CString& s);
 
 // Searching and replacing.
 
-int CountChars(const CString& s, char c);
-int FirstCharPos(const CString& s, char c);
+int CountChars(const CString& s, char c);    ///< How often c occurs.
+int FirstCharPos(const CString& s, char c);  ///< Where c first occurs.
 
 /// The first c at or after from; -1 when from is behind the text. A search for NUL from a negative position
 /// finds it right there.
@@ -87,6 +87,7 @@ int PrevCharPos(const CString& s, char c, int from);
 /// Where pattern first occurs; 0 for an empty one.
 int FindStr(const CString& s, const CString& pattern);
 
+/// s with every `from` replaced by `to`.
 CString FindReplaceChar(const CString& s, char from, char to);
 
 /// Replaces the first occurrence of find, then looks again from the start of the new text, until there is
