@@ -123,9 +123,10 @@ void World::Disturb() {
     if (Happens(d.stray)) SendStray();
     if (Happens(d.full_queue)) TheBus().refuses = !TheBus().refuses;
     if (Happens(d.broken_reads)) TheBus().arrivals.push_front({Any(17) - 1, ReplyOf(0x7F, 0xAA)});
-    for (double frames = d.chatter; frames > 0; --frames) {
-        if (!Happens(std::min(frames, 1.0))) continue;
-        can_frame frame = ReplyOf(static_cast<unsigned int>(Any(0x70)), static_cast<unsigned char>(Any(256)));
+    for (int i = 0; i < 2; ++i) {
+        if (!Happens(d.chatter / 2)) continue;
+        const can_frame frame =
+            ReplyOf(static_cast<unsigned int>(Any(0x70)), static_cast<unsigned char>(Any(256)));
         if (PfOf(frame) != 0x08) Deliver(frame);
     }
 }

@@ -26,7 +26,7 @@ struct Disturbance {
     double stray = 0;       ///< chance a pass of a reply that nobody asked for
     double other_node = 0;  ///< chance a reply of address bytes or group addresses that are not the job's
     int forged_at = 0;      ///< pass of a program check or reset reply that says yes and is not the device's
-    double chatter = 0;     ///< other nodes' frames a pass
+    double chatter = 0;     ///< other nodes' frames a pass, at most 2
     double full_queue = 0;  ///< chance a pass that writes fail, or succeed again
     double broken_reads = 0;  ///< chance a pass of a read that fails or is cut short
 };

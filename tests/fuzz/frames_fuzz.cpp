@@ -18,7 +18,7 @@ class Play {
         TheBus() = {};
         session_.m_canhandle = new CAN_Port{membus::kDescriptor, 0};
         session_.m_debug = input_.Flag() ? 1 : 0;
-        session_.m_canport = input_.Take<std::int8_t>();
+        session_.m_canport = input_.Take<std::uint8_t>();
         session_.m_chargeaddress = input_.Take<std::uint16_t>();
         session_.m_devtype = input_.Take<std::uint8_t>();
         session_.m_updateaddress = input_.Take<std::uint8_t>();
