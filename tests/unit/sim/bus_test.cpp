@@ -97,6 +97,12 @@ TEST_F(BenchBus, PassesEveryFrameToEveryOtherNode) {
     EXPECT_EQ(Heard(a), (Ids{2, 3}));
     EXPECT_EQ(Heard(b), (Ids{1, 3}));
     EXPECT_EQ(Heard(c), (Ids{1, 2, 3}));
+
+    Put(a, 4);
+    const Fd late = Node();
+    Put(a, 5);
+    EXPECT_EQ(Run(*bus), (Told{4, 5}));
+    EXPECT_EQ(Heard(late).back(), 5U) << "it was connected when that frame was sent";
 }
 
 TEST_F(BenchBus, DropsWhatIsNotAFrameAndNothingElse) {
@@ -104,6 +110,8 @@ TEST_F(BenchBus, DropsWhatIsNotAFrameAndNothingElse) {
     Fd sender = Node();
     const Fd other = Node();
     const char bytes[64] = {};
+    EXPECT_EQ(send(sender.get(), bytes, 0, 0), 0);
+    EXPECT_EQ(Run(*bus), Told{});
     for (const std::uint32_t length : {0U, 1U, 15U, 17U, 64U, 0U}) {
         EXPECT_EQ(send(sender.get(), bytes, length, 0), static_cast<ssize_t>(length));
         Put(sender, length);

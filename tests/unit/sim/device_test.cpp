@@ -181,8 +181,9 @@ TEST_F(SimDevice, RejectsAGroupWhosePacketsDidNotComeCompleteAndInOrder) {
         Device({});
         Begin();
         Send("77 011020 00400008");
-        for (const auto& [first, last] : each.runs) Packets("11111111", first, last);
-        EXPECT_EQ(Send(std::string("7a 011020") + kFirstB), Texts{"7b 0110205500400008"}) << each.what;
+        // Zeros, so that what is missing could pass for received.
+        for (const auto& [first, last] : each.runs) Packets("00000000", first, last);
+        EXPECT_EQ(Send("7a 011020 2eafb5ef"), Texts{"7b 0110205500400008"}) << each.what;
         EXPECT_EQ(device->counters().violations, each.violations) << each.what;
         EXPECT_EQ(FirstGroup(), Texts{"7b 011020aa00440008"}) << each.what << ", sent again";
     }
@@ -214,6 +215,7 @@ TEST_F(SimDevice, AStartInMidTransferKeepsTheConfirmedGroupsAndAnnouncesFreshAdd
     Send("77 011020 00440008");
     Packets("22222222", 0, 10);
     EXPECT_EQ(Send("72 011020"), Texts{"73 0110200000000000"});
+    EXPECT_EQ(Send("7a 011020"), Texts{"7b 0110205500400008"}) << "the open group went with the link";
     EXPECT_EQ(Send("74 011020", kSecond), (Texts{"75 0110200000480008", "76 0110200000400008"}));
     EXPECT_EQ(Send("74 011020"), Texts{"75 01102000004c0008"});
     EXPECT_EQ(SecondGroup(), Texts{"7b 011020aa00500008"});
@@ -378,6 +380,7 @@ TEST_F(SimDevice, ADelayedReplyIsNotDoubledByTheRepeatedCommand) {
     EXPECT_EQ(Replies(kSecond), Texts{});
     Send("74 011020", 500'000);
     EXPECT_EQ(Send("74 011020", 2 * kSecond), (Texts{"75 0110200000400008", "76 0110200000400008"}));
+    EXPECT_EQ(Send("74 011020", kSecond), (Texts{"75 0110200000440008", "76 0110200000400008"}));
 }
 
 TEST_F(SimDevice, LosesTheSameFramesForTheSameSeed) {
