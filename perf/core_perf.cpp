@@ -3,7 +3,6 @@
 // The claims these figures stand for: CPU per pass does not grow with the image; packing 1 MiB, its row in the
 // staging file included, takes at most 100 ms; the peak resident size is at most 9.5 times the image plus 8 MiB.
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
 #include <sys/socket.h>
 #include <time.h>
 #include <unistd.h>
@@ -16,29 +15,11 @@
 
 #include "benchdir.h"
 #include "canframe.h"
+#include "quiet.h"
 
 namespace {
 
 constexpr int kSizes[] = {64 << 10, 1 << 20, 4 << 20};
-
-/// The program's own trace would drown the table.
-class Quiet {
-  public:
-    Quiet() : kept_(dup(STDOUT_FILENO)) {
-        std::fflush(stdout);
-        const int nothing = open("/dev/null", O_WRONLY);
-        dup2(nothing, STDOUT_FILENO);
-        close(nothing);
-    }
-    ~Quiet() {
-        std::fflush(stdout);
-        dup2(kept_, STDOUT_FILENO);
-        close(kept_);
-    }
-
-  private:
-    int kept_;
-};
 
 /// Answers every command at once with yes.
 void Answer(int bus, can_frame frame) {
