@@ -10,13 +10,15 @@
 namespace sim {
 namespace {
 
-constexpr std::uint8_t kEraseFailed = 0x66;  // neither right nor wrong, which is what the updater looks for
-constexpr std::uint8_t kImageWrong = 0x01;   // status of a program check that fails by itself
-constexpr Micros kGoAheadPause = 20'000;  // two passes of the updater after the address: erasing takes time
-constexpr Micros kQuietTime =
-    2'000'000;  // four resends of the updater: its command was not lost, our reply was
+constexpr std::uint8_t kPlanB = 0;           // any value but plan A's
+constexpr std::uint8_t kEraseFailed = 0x66;  // any value that is neither right nor wrong
+constexpr std::uint8_t kImageWrong = 0x01;   // any value but accepted
 
-constexpr std::uint8_t kPlanB = 0;  // any value but plan A's
+// Two passes of the updater between the address and the go-ahead: erasing takes a while.
+constexpr Micros kGoAheadPause = 20'000;
+
+// Four resends of the updater. When it asks that long after our reply, the reply was lost.
+constexpr Micros kQuietTime = 2'000'000;
 
 /// A reply's payload with the command's address bytes, the rest zero.
 std::array<std::uint8_t, kFrameLength> Mirror(const std::uint8_t* data) {
@@ -70,6 +72,7 @@ bool Device::Receive(const can_frame& frame, Micros now) {
     now_ = now;
     if (IsLost()) return true;
     ++counters_.heard;
+    if (std::exchange(last_pf_, pf) != pf) last_note_.clear();
     Dispatch(pf, frame.data);
     if (pf != kPfHeartbeat) busy_until_ = std::max(busy_until_, now_);
     return true;
@@ -256,8 +259,7 @@ void Device::BeginJob(const std::uint8_t* data) {
 }
 
 void Device::NoticeNewUpdater(std::uint16_t sequence) {
-    // Sequence numbers wrap, so "counts from the start again" is: closer behind the last one than ahead of
-    // it.
+    // Sequence numbers wrap, so to start over is to be closer behind the last number than ahead of it.
     if (heartbeat_ && static_cast<std::int16_t>(sequence - *heartbeat_) < 0) {
         if (!IsOver(job_) && job_ != Job::kNone)
             Note("heartbeats start over: another updater, the transfer is given up");
@@ -360,7 +362,7 @@ bool Device::IsLost() {
 }
 
 void Device::Note(std::string text) {
-    // One line tells it; a stream of packets would tell it a hundred times a second.
+    // Said once for a run of like commands; a group's packets would say it a hundred times a second.
     if (text == last_note_) return;
     last_note_ = text;
     notes_.push_back(std::move(text));

@@ -178,6 +178,7 @@ class Device {
     Counters counters_;
     std::vector<std::string> notes_;
     std::string last_note_;
+    std::uint8_t last_pf_ = 0;
 
     Job job_ = Job::kNone;
     std::array<std::uint8_t, 3> address_bytes_{};  ///< those of the job's start download

@@ -8,7 +8,6 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-#include <array>
 #include <cerrno>
 #include <cstring>
 
@@ -17,9 +16,10 @@
 namespace sim {
 namespace {
 
+constexpr int kListener = 0;            // where nodes have their numbers
 constexpr std::size_t kMaxNodes = 200;  // well below the usual limit of open files
-constexpr int kFramesPerTurn = 32;      // of one node before the others have theirs
-constexpr int kSendBuffer = 1 << 20;    // as much patience with a slow node as the system grants
+constexpr int kTriesPerCall = 256;
+constexpr int kSendBuffer = 1 << 20;  // as much patience with a slow node as the system grants
 
 sockaddr_un AddressOf(const std::string& path) {
     sockaddr_un address{};
@@ -78,7 +78,7 @@ std::unique_ptr<Bus> OpenBench(const std::string& dir, bool& joined) {
 Hub::Hub(Fd listener, std::string path)
     : listener_(std::move(listener)), path_(std::move(path)), epoll_(epoll_create1(EPOLL_CLOEXEC)) {
     if (!epoll_ || stat(path_.c_str(), &file_) < 0) throw SystemError(path_);
-    Watch(listener_.get(), 0);
+    Watch(listener_.get(), kListener);
 }
 
 Hub::~Hub() {
@@ -88,18 +88,17 @@ Hub::~Hub() {
 }
 
 std::optional<BusEvent> Hub::Receive() {
-    if (events_.empty()) {
-        std::array<epoll_event, 16> ready{};
-        const int count = epoll_wait(epoll_.get(), ready.data(), ready.size(), 0);
-        for (int i = 0; i < count; ++i) {
-            const int node = ready[static_cast<std::size_t>(i)].data.fd;
-            node == 0 ? AcceptAll() : ReadNode(node);
-        }
+    // Bounded, since a node may send what is no frame for ever. One message of a node at a time: the ready
+    // ones take turns.
+    for (int i = 0; i < kTriesPerCall; ++i) {
+        epoll_event ready{};
+        if (epoll_wait(epoll_.get(), &ready, 1, 0) <= 0) return std::nullopt;
+        if (ready.data.fd == kListener)
+            AcceptAll();
+        else if (const std::optional<BusEvent> event = ReadNode(ready.data.fd))
+            return event;
     }
-    if (events_.empty()) return std::nullopt;
-    const BusEvent event = events_.front();
-    events_.pop_front();
-    return event;
+    return std::nullopt;
 }
 
 void Hub::Watch(int fd, int node) {
@@ -124,28 +123,23 @@ void Hub::AcceptAll() {
     }
 }
 
-void Hub::ReadNode(int node) {
+std::optional<BusEvent> Hub::ReadNode(int node) {
     const int fd = nodes_.at(node).get();
-    for (int i = 0; i < kFramesPerTurn; ++i) {
-        can_frame frame{};
-        const ssize_t length = recv(fd, &frame, sizeof frame, MSG_DONTWAIT | MSG_TRUNC);
-        if (length == static_cast<ssize_t>(sizeof frame)) {
-            AcceptAll();  // whoever connected before this frame was sent hears it
-            PassOn(node, frame);
-            events_.push_back({BusEvent::kFrame, node, frame});
-            continue;
-        }
-        if (length > 0) continue;
-        if (length < 0 && (errno == EAGAIN || errno == EINTR)) return;
-        // An empty message reads as 0 too; only when the other end is closed and nothing waits is it the end.
-        pollfd state{fd, POLLRDHUP, 0};
-        int waiting = 0;
-        if (length == 0 && (poll(&state, 1, 0) == 0 || (ioctl(fd, FIONREAD, &waiting) == 0 && waiting > 0)))
-            continue;
-        nodes_.erase(node);
-        events_.push_back({BusEvent::kNodeGone, node, {}});
-        return;
+    can_frame frame{};
+    const ssize_t length = recv(fd, &frame, sizeof frame, MSG_DONTWAIT | MSG_TRUNC);
+    if (length == static_cast<ssize_t>(sizeof frame)) {
+        AcceptAll();  // whoever connected before this frame was sent hears it
+        PassOn(node, frame);
+        return BusEvent{BusEvent::kFrame, node, frame};
     }
+    if (length > 0 || (length < 0 && (errno == EAGAIN || errno == EINTR))) return std::nullopt;
+    // An empty message reads as 0 too; only when the other end is closed and nothing waits is it the end.
+    pollfd state{fd, POLLRDHUP, 0};
+    int waiting = 0;
+    if (length == 0 && (poll(&state, 1, 0) == 0 || (ioctl(fd, FIONREAD, &waiting) == 0 && waiting > 0)))
+        return std::nullopt;
+    nodes_.erase(node);
+    return BusEvent{BusEvent::kNodeGone, node, {}};
 }
 
 void Hub::PassOn(int from, const can_frame& frame) {

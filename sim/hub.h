@@ -3,8 +3,8 @@
 
 #include <sys/stat.h>
 
-#include <deque>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "bus.h"
@@ -28,7 +28,7 @@ class Hub : public Bus {
   private:
     void Watch(int fd, int node);
     void AcceptAll();
-    void ReadNode(int node);
+    std::optional<BusEvent> ReadNode(int node);
     void PassOn(int from, const can_frame& frame);
 
     Fd listener_;
@@ -37,7 +37,6 @@ class Hub : public Bus {
     Fd epoll_;
     std::map<int, Fd> nodes_;
     int last_node_ = 0;
-    std::deque<BusEvent> events_;
 };
 
 }  // namespace sim

@@ -20,6 +20,8 @@ constexpr Micros kQuietAfterJob = 3'000'000;
 constexpr Micros kPatienceAfterJob = 5'000'000;  // with an updater that goes on asking, as for a reset reply
 constexpr Micros kQuietInJob = 30'000'000;       // an idle updater still sends a heartbeat every 11 s
 
+constexpr int kEventsPerTurn = 256;  // before looking for signals again on a bus that never rests
+
 Micros Now() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
@@ -83,9 +85,11 @@ bool Runner::Wait(int signal_fd) {
 
 void Runner::ServeBus() {
     SendDue();
-    while (const std::optional<BusEvent> event = bus_.Receive()) {
+    for (int i = 0; i < kEventsPerTurn && !bus_gone_ && !updater_left_; ++i) {
+        const std::optional<BusEvent> event = bus_.Receive();
+        if (!event) return;
         Take(*event);
-        if (bus_gone_ || updater_left_) return;
+        SendDue();
     }
 }
 
@@ -97,7 +101,6 @@ void Runner::Take(const BusEvent& event) {
             updater_node_ = event.node;
             last_heard_ = Now();
             if (device_.TakeChecked()) SaveImage();
-            SendDue();
             ReportNotes();
             break;
         case BusEvent::kNodeGone:
