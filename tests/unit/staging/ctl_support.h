@@ -1,11 +1,44 @@
 // Runs velmorinctl on a bench of the test's own.
 #pragma once
 
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
 #include <string>
 #include <vector>
 
 #include "process.h"
 #include "staging_support.h"
+
+/// Another process that has the staging file open with this statement done, until the object goes.
+class Holder {
+  public:
+    Holder(const std::string& file, const char* statement) {
+        int ready[2] = {-1, -1};
+        EXPECT_EQ(pipe(ready), 0);
+        child_ = fork();
+        if (child_ == 0) {
+            sqlite3* handle = nullptr;
+            const bool held = sqlite3_open(file.c_str(), &handle) == SQLITE_OK &&
+                              sqlite3_exec(handle, statement, nullptr, nullptr, nullptr) == SQLITE_OK;
+            if (held && write(ready[1], "1", 1) == 1) pause();
+            _exit(1);
+        }
+        close(ready[1]);
+        char byte = 0;
+        EXPECT_EQ(read(ready[0], &byte, 1), 1) << "the file could not be held";
+        close(ready[0]);
+    }
+    ~Holder() {
+        kill(child_, SIGKILL);
+        waitpid(child_, nullptr, 0);
+    }
+
+  private:
+    pid_t child_;
+};
 
 class CtlFixture : public StagingFixture {
   protected:
