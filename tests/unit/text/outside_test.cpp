@@ -142,6 +142,8 @@ TEST(TextIterator, HasANulOfItsOwnWhereThereIsNoByte) {
     EXPECT_EQ(at_nothing.Prev(), '\0');
     EXPECT_EQ(at_nothing.Next(), '\0');
     EXPECT_EQ(at_nothing.ThisPosition(), 0);
+    CStringIterator(&empty).Last() = 'x';  // lands in the iterator
+    EXPECT_EQ(empty.GetLength(), 0);
 
     CStringIterator no_text;
     CStringListIterator no_list;
