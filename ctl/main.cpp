@@ -7,6 +7,7 @@
 #include "arguments.h"
 #include "commands.h"
 #include "listing.h"
+#include "mainloop.h"
 #include "platform.h"
 #include "report.h"
 
@@ -76,6 +77,7 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : kExitUsage;
     }
+    HoldStandardDescriptors();
     std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a fault like a full disk
     platform::AnnounceBench("velmorinctl");
     return line.command();

@@ -1,6 +1,8 @@
 #include "mainloop.h"
 
+#include <fcntl.h>
 #include <sys/prctl.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -17,7 +19,16 @@ void Catch(int number) {
 
 }  // namespace
 
+void HoldStandardDescriptors() {
+    int fd = -1;
+    do {
+        fd = open("/dev/null", O_RDONLY);  // so that printing still fails
+    } while (fd >= 0 && fd <= STDERR_FILENO);
+    if (fd >= 0) close(fd);
+}
+
 void PrepareProcess() {
+    HoldStandardDescriptors();
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     prctl(PR_SET_TIMERSLACK, 1UL);  // else every pass of 10 ms may sleep 50 µs longer
     std::signal(SIGPIPE, SIG_IGN);

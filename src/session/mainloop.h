@@ -6,6 +6,11 @@ class canframe;
 /// Exit status of a program whose job a signal ended, less the signal's number.
 constexpr int kSignalStatus = 128;
 
+/// Holds those of the descriptors 0 to 2 that are closed, so that printing to them fails: else the next file
+/// or socket took their number, and what is printed would go there. Programs call it before they open
+/// anything.
+void HoldStandardDescriptors();
+
 /// From now on SIGINT and SIGTERM ask the main loop to end instead of ending the process, and SIGPIPE does
 /// nothing: nobody who stops reading may stop an update. Nor does SIGXFSZ: a file that may not grow is a
 /// fault like a full disk. Standard output gives every line as it happens, to a pipe too.
