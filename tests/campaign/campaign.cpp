@@ -221,7 +221,7 @@ void PrintRow(const char* name, const Tally& tally) {
 }
 
 /// Runs one job. Empty, or what is wrong with it.
-std::string RunJob(const BenchDir& bench, const Fault& fault, unsigned int seed, Tally* tally, Tally* all) {
+std::string RunOne(const BenchDir& bench, const Fault& fault, unsigned int seed, Tally* tally, Tally* all) {
     const Quiet quiet;
     Random random(seed);
     Disturbance disturbance;
@@ -252,7 +252,7 @@ int main() {
         if (job == jobs / 2) memory = mallinfo2().uordblks;
         const std::size_t kind = job % std::size(kFaults);
         const std::string wrong =
-            RunJob(bench, kFaults[kind], seed + job * 2654435761U, &tallies[kind], &all);
+            RunOne(bench, kFaults[kind], seed + job * 2654435761U, &tallies[kind], &all);
         if (wrong.empty()) continue;
         failed = true;
         std::printf("job %u, %s\n", job, wrong.c_str());

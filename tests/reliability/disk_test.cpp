@@ -1,0 +1,80 @@
+// Faults of the disk under a whole job: the download is done all the same, the fault is named, and what lay
+// there is not made worse.
+#include <sqlite3.h>
+
+#include "realbench.h"
+
+namespace {
+
+class Disk : public RealBench {
+  protected:
+    /// Runs a job to its end. What it said on standard error, without the line about the bench.
+    std::string Update(const std::string& shell = "") {
+        StartDevice({"--once"});
+        StartUpdater(1000, shell);
+        EXPECT_EQ(updater->Wait(60000), 0);
+        EXPECT_EQ(device->Wait(20000), 0);
+        EXPECT_TRUE(IsDelivered());
+        EXPECT_NE(updater->output.find("error code:0\nupdate finished........\n"), std::string::npos);
+        return updater->errors.substr(updater->errors.find('\n') + 1);
+    }
+};
+
+TEST_F(Disk, StagingFileThatIsNoDatabaseStaysAsItIs) {
+    const std::string garbage = TestImage(5000);
+    bench.Write("mnt/nandflash/app/chargeupdate.db", garbage);
+    EXPECT_EQ(Update(),
+              "insert database error!: file is not a database\n"
+              "insert database error!: file is not a database\n");
+    EXPECT_TRUE(BenchDir::Read(bench.StagingFile()) == garbage);
+}
+
+TEST_F(Disk, StagingFolderThatIsMissingIsNamed) {
+    std::filesystem::remove(std::filesystem::path(bench.StagingFile()).parent_path());
+    EXPECT_EQ(Update(),
+              "Can't open database: unable to open database file\n"
+              "Can't open database: unable to open database file\n"
+              "Can't open database: unable to open database file\n");
+}
+
+TEST_F(Disk, FolderInThePlaceOfTheStagingFileIsNamed) {
+    std::filesystem::create_directory(bench.StagingFile());
+    EXPECT_EQ(Update(),
+              "Can't open database: unable to open database file\n"
+              "Can't open database: unable to open database file\n");
+}
+
+TEST_F(Disk, StagingFileThatAnotherProcessHoldsIsReportedAndNotWaitedFor) {
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(bench.StagingFile().c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "CREATE TABLE held(x); BEGIN EXCLUSIVE", nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    EXPECT_EQ(Update(),
+              "insert database error!: database is locked\n"
+              "insert database error!: database is locked\n");
+    sqlite3_close(other);
+}
+
+TEST_F(Disk, FullDiskLeavesNoHalfMadeStagingFile) {
+    // No file may grow at all, which a program sees as it sees a full disk. The pipes are none.
+    const std::string errors = Update("trap '' XFSZ; ulimit -f 0; exec \"$@\"");
+    EXPECT_NE(errors.find("create table error!: "), std::string::npos) << errors;
+    EXPECT_FALSE(std::filesystem::exists(bench.StagingFile()) &&
+                 std::filesystem::file_size(bench.StagingFile()) > 0);
+}
+
+TEST_F(Disk, DiskThatFillsUpInTheMiddleKeepsTheStagingFileWhole) {
+    StartDevice({"--silent"});
+    StartUpdater(1000);
+    ASSERT_TRUE(updater->WaitForOutput("loop//loop-1:1"));
+    updater->Signal(SIGTERM);
+    EXPECT_EQ(updater->Wait(), 143);
+    device.reset();
+    const std::string before = BenchDir::Read(bench.StagingFile());
+    EXPECT_NE(Update("trap '' XFSZ; ulimit -f 0; exec \"$@\"").find("insert database error!: "),
+              std::string::npos);
+    EXPECT_EQ(SqlRows(bench.StagingFile(), "PRAGMA integrity_check"), Words{"ok"});
+    EXPECT_EQ(Results(), Words{"1|13"}) << "the former job's row";
+}
+
+}  // namespace
