@@ -2,6 +2,8 @@
 #include <CLI/CLI.hpp>
 #include <climits>
 #include <csignal>
+#include <cstdio>
+#include <new>
 #include <string>
 
 #include "arguments.h"
@@ -66,7 +68,7 @@ void AddCommands(CLI::App* app, CommandLine* line) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     CLI::App app{"Looks after the update jobs of a charging station's controller.", "velmorinctl"};
     app.set_version_flag("--version", "velmorinctl " VELMORIN_VERSION);
     app.require_subcommand(1);
@@ -81,4 +83,7 @@ int main(int argc, char** argv) {
     std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a fault like a full disk
     platform::AnnounceBench("velmorinctl");
     return line.command();
+} catch (const std::bad_alloc&) {
+    std::fputs("velmorinctl: out of memory\n", stderr);
+    return kExitFailure;
 }

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <new>
 
 #include "canframe.h"
 #include "mainloop.h"
@@ -40,7 +41,7 @@ bool StartFromJobFile(canframe& session, const char* program) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     PrepareProcess();
     platform::AnnounceBench("velmorin");
 
@@ -55,4 +56,7 @@ int main(int argc, char** argv) {
     if (signal_number != 0) return kSignalStatus + signal_number;
     std::puts("update finished........");
     return 0;
+} catch (const std::bad_alloc&) {
+    std::fputs("velmorin: out of memory\n", stderr);
+    return EXIT_FAILURE;
 }

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <new>
 
 #include "db.h"
 #include "imagebuffer.h"
@@ -127,10 +128,16 @@ int PackData::Pack_RuningV2(const char* path, s_history* history, std::list<s_ad
     FillHistory(path, history);
     db().DB_SaveHistory(history, kStagingFile, kNoKey);
 
-    for (int i = 0; i < groups; ++i) {
-        const std::size_t start = static_cast<std::size_t>(i) * kGroupSize;
-        image.Release(start);
-        Pack_WriteDataToDBV2(cache, i, image.Bytes() + start, kGroupSize);
+    const std::size_t groups_before = cache->size();
+    try {
+        for (int i = 0; i < groups; ++i) {
+            const std::size_t start = static_cast<std::size_t>(i) * kGroupSize;
+            image.Release(start);
+            Pack_WriteDataToDBV2(cache, i, image.Bytes() + start, kGroupSize);
+        }
+    } catch (const std::bad_alloc&) {
+        cache->resize(groups_before);
+        return -2;
     }
     return 0;
 }

@@ -77,4 +77,14 @@ TEST_F(Disk, DiskThatFillsUpInTheMiddleKeepsTheStagingFileWhole) {
     EXPECT_EQ(Results(), Words{"1|13"}) << "the former job's row";
 }
 
+#ifndef __SANITIZE_ADDRESS__  // which needs far more room for itself
+TEST_F(Disk, ImageTooLargeForTheMemoryIsRefusedByTheDeviceAndRecorded) {
+    StartDevice();
+    StartUpdater(30000000, "ulimit -v 120000; exec \"$@\"");
+    EXPECT_EQ(updater->Wait(60000), 0);
+    EXPECT_NE(updater->output.find("ERROR: -2,fireware "), std::string::npos) << updater->output;
+    EXPECT_EQ(Results(), Words{"1|5"});
+}
+#endif
+
 }  // namespace
