@@ -18,16 +18,17 @@
 
 namespace {
 
-constexpr const char* kCreateStatements[] = {
+constexpr char kCreateHistory[] =
     "CREATE TABLE tag_history(id INTEGER PRIMARY KEY AUTOINCREMENT,\tstate INT,name TEXT(80),"
     "chargeaddress TEXT(4),caninterface\tINT,devtype   INT,\tupdateaddress   TEXT(4),filesize INT,result INT,"
-    "timeuse INT,crcA TEXT(16),crcB TEXT(16),timestamp INT)",
+    "timeuse INT,crcA TEXT(16),crcB TEXT(16),timestamp INT)";
+constexpr char kCreateData[] =
     "CREATE TABLE tag_data(id INTEGER PRIMARY KEY AUTOINCREMENT,\t\t\tstate INT,address TEXT(16),canid "
     "TEXT(10),"
-    "dataid INT,\t\t\tdatalen INT,data TEXT(40),savestamp INT)",
+    "dataid INT,\t\t\tdatalen INT,data TEXT(40),savestamp INT)";
+constexpr char kCreateInfor[] =
     "CREATE TABLE tag_infor(id INTEGER PRIMARY KEY AUTOINCREMENT,\tstate INT,address TEXT(16),canid TEXT(10),"
-    "count\tINT,crc32A TEXT(16),crc32B TEXT(16),savestamp INT)",
-};
+    "count\tINT,crc32A TEXT(16),crc32B TEXT(16),savestamp INT)";
 
 /// A new file is made under its name and this; the process's number follows.
 constexpr char kDraftMark[] = ".new-";
@@ -44,9 +45,9 @@ Created CreateTables(const std::string& file, const char* key) {
         std::fprintf(stderr, "Error: %d sqlite3_key Fail.\n", 61);
         return {-1, false};
     }
-    const bool history = sqlite::Run(handle.get(), kCreateStatements[0], "create table error!") == SQLITE_OK;
-    const bool data = sqlite::Run(handle.get(), kCreateStatements[1], "create table error!") == SQLITE_OK;
-    const int status = sqlite::Run(handle.get(), kCreateStatements[2], "create table  error!");
+    const bool history = sqlite::Run(handle.get(), kCreateHistory, "create table error!") == SQLITE_OK;
+    const bool data = sqlite::Run(handle.get(), kCreateData, "create table error!") == SQLITE_OK;
+    const int status = sqlite::Run(handle.get(), kCreateInfor, "create table  error!");
     return {status, history && data && status == SQLITE_OK};
 }
 
