@@ -1,14 +1,19 @@
 #include "db.h"
 
 #include <cstdio>
+#include <filesystem>
+#include <system_error>
 
 #include "connection.h"
+#include "platform.h"
 #include "tool.h"
 
 using sqlite::Handle;
 using sqlite::Text;
 
-int db::DB_RunCommond(const char* statement, const char* file, const char* key) {
+namespace {
+
+int RunAndClose(const char* statement, const char* file, const char* key) {
     const Handle handle = sqlite::Open(file);
     if (!handle) return -1;
     if (key != nullptr) {
@@ -20,6 +25,22 @@ int db::DB_RunCommond(const char* statement, const char* file, const char* key) 
         return -1;
     }
     return sqlite::Run(handle.get(), statement, "insert database error!") == SQLITE_OK ? 0 : -1;
+}
+
+void RemoveIfEmpty(const char* file) {
+    const std::filesystem::path path = platform::ResolvePath(file);
+    std::error_code fault;
+    if (std::filesystem::file_size(path, fault) == 0) std::filesystem::remove(path, fault);
+}
+
+}  // namespace
+
+int db::DB_RunCommond(const char* statement, const char* file, const char* key) {
+    const bool was_there = tool::Tool_CheckNodeIsExit(file) == 1;
+    const int result = RunAndClose(statement, file, key);
+    // Opening made an empty file, which would be taken for one with tables ever after.
+    if (result != 0 && !was_there) RemoveIfEmpty(file);
+    return result;
 }
 
 std::string db::HistoryInsert(const s_history& record) {

@@ -23,7 +23,7 @@ class db {
     /// none.
     int DB_CreateTable(const char* file, const char* key);
     /// Runs one statement of whatever kind, null being one for which there was no memory. 0, or -1 on any
-    /// failure.
+    /// failure. Makes the file where there is none; a statement that fails leaves none.
     int DB_RunCommond(const char* statement, const char* file, const char* key);
     /// Inserts the job's row, open and without a result. The result of `DB_RunCommond`. The name reaches its
     /// column unchanged, whatever characters it has.
