@@ -9,7 +9,7 @@
 namespace sim {
 
 std::uint32_t WordCrc(std::span<const std::uint8_t> data) {
-    assert(data.size() % 4 == 0);
+    assert(HasWordCrc(data));
     constexpr std::uint32_t kPolynomial = 0x04C11DB7;
     std::uint32_t crc = 0xFFFFFFFF;
     for (std::size_t at = 0; at < data.size(); at += 4) {

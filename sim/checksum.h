@@ -6,6 +6,11 @@
 
 namespace sim {
 
+/// True for bytes that CRC A is defined for: whole words.
+inline bool HasWordCrc(std::span<const std::uint8_t> data) {
+    return data.size() % 4 == 0;
+}
+
 /// CRC A: CRC-32/MPEG-2 over little-endian 32-bit words, each fed top bit first. `data` holds whole words.
 std::uint32_t WordCrc(std::span<const std::uint8_t> data);
 

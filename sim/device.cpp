@@ -68,24 +68,25 @@ Device::Device(Settings settings)
 bool Device::Receive(const can_frame& frame, Micros now) {
     const std::uint8_t pf = PfOf(frame);
     if (frame.can_id != Identifier(pf, settings_.address, kUpdaterAddress)) return false;
-    if (frame.can_dlc != kFrameLength) return false;
+    const int shortest = pf == kPfData ? kPacketHeader + 1 : kFrameLength;
+    if (frame.can_dlc < shortest || frame.can_dlc > kFrameLength) return false;
     now_ = now;
     if (IsLost()) return true;
     ++counters_.heard;
     if (std::exchange(last_pf_, pf) != pf) last_note_.clear();
-    Dispatch(pf, frame.data);
+    Dispatch(pf, frame.data, frame.can_dlc);
     if (pf != kPfHeartbeat) busy_until_ = std::max(busy_until_, now_);
     return true;
 }
 
-void Device::Dispatch(std::uint8_t pf, const std::uint8_t* data) {
+void Device::Dispatch(std::uint8_t pf, const std::uint8_t* data, int length) {
     if (pf == kPfVersionCheck) return OnVersionCheck(data);
     if (pf == kPfHeartbeat) return OnHeartbeat(data);
     if (pf == kPfStartDownload) return OnStartDownload(data);
     if (!BelongsToJob(pf, data)) return;
     if (pf == kPfAddressRequest) return OnAddressRequest(data);
     if (pf == kPfGroupStart) return OnGroupStart(data);
-    if (pf == kPfData) return OnData(data);
+    if (pf == kPfData) return OnData(data, length - kPacketHeader);
     if (pf == kPfGroupEnd) return OnGroupEnd(data);
     if (pf == kPfProgramCheck) return OnProgramCheck(data);
     if (pf == kPfReset) return OnReset(data);
@@ -180,7 +181,7 @@ void Device::OnGroupStart(const std::uint8_t* data) {
     Reply(kPfGroupStartReply, payload);
 }
 
-void Device::OnData(const std::uint8_t* data) {
+void Device::OnData(const std::uint8_t* data, int carried) {
     data_seen_ = true;
     if (!group_) return Note("packet outside a group, ignored");
     const int index = data[3];
@@ -188,9 +189,10 @@ void Device::OnData(const std::uint8_t* data) {
         Violation("group at " + Hex(group_->address) + ": packet " + std::to_string(index) +
                   " after packet " + std::to_string(group_->next_packet - 1));
     }
-    if (index != group_->next_packet) group_->in_order = false;
-    std::copy_n(data + kPacketHeader, kPacketSize, group_->data.begin() + index * kPacketSize);
+    if (index != group_->next_packet || group_->size % kPacketSize != 0) group_->in_order = false;
+    std::copy_n(data + kPacketHeader, carried, group_->data.begin() + index * kPacketSize);
     group_->next_packet = index + 1;
+    group_->size = static_cast<std::size_t>(index * kPacketSize + carried);
 }
 
 void Device::OnGroupEnd(const std::uint8_t* data) {
@@ -198,7 +200,7 @@ void Device::OnGroupEnd(const std::uint8_t* data) {
         verdict_ = Judge(*group_, GetLe32(data + 3));
         verdict_address_ = group_->address;
         if (verdict_ == kGroupRight) {
-            image_.Store(group_->address, group_->data);
+            image_.Store(group_->address, std::span(group_->data).first(group_->size));
             image_size_ = image_.bytes().size();
         }
         group_.reset();
@@ -290,17 +292,29 @@ std::uint8_t Device::Judge(const OpenGroup& group, std::uint32_t checksum) {
         ++counters_.erase_failed;
         return kEraseFailed;
     }
-    const bool complete = group.in_order && group.next_packet == kPacketsPerGroup;
-    const std::uint32_t own = settings_.plan == Plan::kA ? WordCrc(group.data) : StandardCrc(group.data);
-    if (!complete)
+    const auto bytes = std::span(group.data).first(group.size);
+    const std::optional<std::uint32_t> own = ChecksumOf(bytes);
+    const bool right = group.in_order && !bytes.empty() && own == checksum;
+    // A staged image's last group ends where the image does: only its checksum tells it from one cut short.
+    const bool complete = group.in_order && (group.size == kGroupSize || right);
+    const bool behind_short = image_.EndsShort() && index == image_.groups();
+    if (behind_short) {
+        Violation("group " + std::to_string(index) + ": after a short group, which ends the image");
+    } else if (!complete) {
         Note("group " + std::to_string(index) + ": packets missing or out of order");
-    else if (own != checksum)
-        Note("group " + std::to_string(index) + ": checksum " + Hex(checksum) + ", expected " + Hex(own));
-    if (Fails(left_.reject_groups, index) || !complete || own != checksum) {
+    } else if (!right) {
+        Note("group " + std::to_string(index) + ": checksum " + Hex(checksum) + ", expected " + Hex(*own));
+    }
+    if (Fails(left_.reject_groups, index) || behind_short || !right) {
         ++counters_.rejected;
         return kGroupWrong;
     }
     return kGroupRight;
+}
+
+std::optional<std::uint32_t> Device::ChecksumOf(std::span<const std::uint8_t> data) const {
+    if (settings_.plan == Plan::kB) return StandardCrc(data);
+    return HasWordCrc(data) ? std::optional(WordCrc(data)) : std::nullopt;
 }
 
 bool Device::Fails(std::vector<GroupFault>& faults, std::size_t index) {

@@ -136,16 +136,17 @@ class Device {
         std::uint32_t address;
         int next_packet = 0;
         bool in_order = true;
+        std::size_t size = 0;  ///< bytes so far; no whole number of packets after a short one
         std::array<std::uint8_t, kGroupSize> data{};
     };
 
-    void Dispatch(std::uint8_t pf, const std::uint8_t* data);
+    void Dispatch(std::uint8_t pf, const std::uint8_t* data, int length);
     void OnVersionCheck(const std::uint8_t* data);
     void OnHeartbeat(const std::uint8_t* data);
     void OnStartDownload(const std::uint8_t* data);
     void OnAddressRequest(const std::uint8_t* data);
     void OnGroupStart(const std::uint8_t* data);
-    void OnData(const std::uint8_t* data);
+    void OnData(const std::uint8_t* data, int carried);
     void OnGroupEnd(const std::uint8_t* data);
     void OnProgramCheck(const std::uint8_t* data);
     void OnReset(const std::uint8_t* data);
@@ -155,6 +156,8 @@ class Device {
     void ServeMute();
     bool BelongsToJob(std::uint8_t pf, const std::uint8_t* data);
     std::uint8_t Judge(const OpenGroup& group, std::uint32_t checksum);
+    /// None for bytes that the plan's checksum is not defined for.
+    std::optional<std::uint32_t> ChecksumOf(std::span<const std::uint8_t> data) const;
     bool Fails(std::vector<GroupFault>& faults, std::size_t index);
     bool IsAnnounced(std::uint32_t address) const;
     std::uint32_t AnnounceAddress();

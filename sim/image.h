@@ -18,20 +18,21 @@ enum class Plan { kA, kB };
 /// image's: the updater sends the next group only after this one, while addresses may come out of order.
 class Image {
   public:
-    using Group = std::span<const std::uint8_t, kGroupSize>;
-
     void Clear();
 
     /// Position of the group with this address; `groups()` when it is not there yet.
     std::size_t IndexOf(std::uint32_t address) const;
 
     /// Adds the group at the end, or replaces the one with the same address where it stands: a group whose
-    /// verdict was lost comes again.
-    void Store(std::uint32_t address, Group data);
+    /// verdict was lost comes again. Only the last group may be shorter than kGroupSize.
+    void Store(std::uint32_t address, std::span<const std::uint8_t> data);
 
     std::size_t groups() const { return addresses_.size(); }
 
-    /// Whole groups, padding included.
+    /// True when the last group is a short one, after which none can follow.
+    bool EndsShort() const { return bytes_.size() % kGroupSize != 0; }
+
+    /// The groups as they came, padding included.
     std::span<const std::uint8_t> bytes() const { return bytes_; }
 
     /// Size in bytes of the image that `checksum` belongs to; none when it belongs to no image held here.

@@ -189,6 +189,43 @@ TEST_F(SimDevice, RejectsAGroupWhosePacketsDidNotComeCompleteAndInOrder) {
     }
 }
 
+TEST_F(SimDevice, TakesAShortGroupAsTheImagesLast) {
+    const struct {
+        Plan plan;
+        const char* first;
+        int short_length;      // of the last packet's frame
+        const char* checksum;  // of the short group: one packet of 4, and what the short one carries
+        const char* image;
+        std::size_t size;
+    } cases[] = {
+        {Plan::kB, kFirstB, 6, "e788ee3a", "62c493c4", 1030},
+        {Plan::kB, kFirstB, 8, "0e423ef8", "c6dda0c1", 1032},
+        {Plan::kA, kFirstA, 8, "f7e2c4da", "95970377", 1032},
+    };
+    for (const auto& each : cases) {
+        Device({}, each.plan);
+        Begin();
+        FirstGroup(each.first);
+        const auto send_short_group = [&](const std::string& checksum) {
+            Send("77 011020 00440008");
+            Packet(0, "22222222");
+            can_frame last = Command("79 011020 01 33333333");
+            last.can_dlc = static_cast<std::uint8_t>(each.short_length);
+            EXPECT_TRUE(device->Receive(last, now));
+            return Send("7a 011020" + checksum);
+        };
+        EXPECT_EQ(send_short_group("00000000"), Texts{"7b 0110205500440008"});
+        EXPECT_EQ(send_short_group(each.checksum), Texts{"7b 011020aa00480008"});
+        Send("77 011020 00480008");
+        Packets("11111111");
+        EXPECT_EQ(Send(std::string("7a 011020") + each.first), Texts{"7b 0110205500480008"})
+            << "none can follow";
+        EXPECT_EQ(device->counters().violations, 1);
+        EXPECT_EQ(Send(std::string("7c 011020") + each.image), Texts{"7d 0110200000000000"});
+        EXPECT_EQ(device->image().size(), each.size);
+    }
+}
+
 TEST_F(SimDevice, RepeatsAVerdictOnlyWhenItMustHaveBeenLost) {
     Begin();
     EXPECT_EQ(FirstGroup(), Texts{"7b 011020aa00440008"});
