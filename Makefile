@@ -5,7 +5,7 @@ DESTDIR ?=
 JOBS ?= $(shell nproc)
 export JOBS
 
-.PHONY: help build demo test lint sanitize clang perf clean
+.PHONY: help build demo test lint sanitize clang perf fuzz coverage valgrind clean
 
 help: ## this list
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1\t\2/p' Makefile | expand -t 20
@@ -41,6 +41,19 @@ perf: ## the benchmarks, as a table
 	@scripts/setup build test
 	@scripts/build release
 	@scripts/perf build/release
+
+fuzz: ## let the fuzzers make up inputs, SECONDS=60 each
+	@scripts/setup build test fuzz
+	@scripts/fuzz $(or $(SECONDS),60)
+
+coverage: ## the tests with counters, and what they reach
+	@scripts/setup build test coverage
+	@scripts/coverage
+
+valgrind: ## a whole job on a bench under valgrind
+	@scripts/setup build valgrind
+	@scripts/build debug velmorin velmorin-sim
+	@scripts/valgrind build/debug
 
 clean: ## remove everything that was built
 	rm -rf build
