@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <net/if.h>
 #include <poll.h>
+#include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <termios.h>
@@ -181,6 +182,8 @@ int main(int argc, char** argv) {
         return EXIT_FAILURE;
     }
     Bus bus(argv[1]);
+    const sched_param first{1};  // a wire does not wait for its turn
+    Check(sched_setscheduler(0, SCHED_FIFO, &first), "sched_setscheduler");
     std::puts("ready");
     std::fflush(stdout);
     bus.Run();
