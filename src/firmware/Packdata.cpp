@@ -126,7 +126,6 @@ int PackData::Pack_RuningV2(const char* path, s_history* history, std::list<s_ad
     crcB = tool::crc32_planB(image.Bytes(), static_cast<unsigned int>(size));
     std::printf("loop//loop-1:%d dataleave:%d\n", groups, rest);
     FillHistory(path, history);
-    db().DB_SaveHistory(history, kStagingFile, kNoKey);
 
     const std::size_t groups_before = cache->size();
     try {
@@ -137,8 +136,10 @@ int PackData::Pack_RuningV2(const char* path, s_history* history, std::list<s_ad
         }
     } catch (const std::bad_alloc&) {
         cache->resize(groups_before);
+        *history = {};
         return -2;
     }
+    db().DB_SaveHistory(history, kStagingFile, kNoKey);  // last: a job that cannot be packed has no row
     return 0;
 }
 

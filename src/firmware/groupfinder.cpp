@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "protocol.h"
+
 namespace {
 
 bool Holds(const s_addnode& group, unsigned int address, int index) {
@@ -10,29 +12,45 @@ bool Holds(const s_addnode& group, unsigned int address, int index) {
            static_cast<std::size_t>(index) < group.dataqueue.size();
 }
 
+bool IsUnconfirmed(const s_addnode& group) {
+    return group.state == 0;
+}
+
+bool IsWaiting(const s_addnode& group) {
+    return group.addrstate == -1;
+}
+
+/// Whether a cursor stands behind a group that is wanted (again): all before it were not when it passed them.
+template <typename Wanted>
+bool HasPassed(GroupFinder::Groups& groups, GroupFinder::Groups::iterator cursor, Wanted wanted) {
+    return cursor != groups.begin() &&
+           (cursor == groups.end() || wanted(groups.front()) || wanted(*std::prev(cursor)));
+}
+
 }  // namespace
+
+void GroupFinder::Reset() {
+    first_ = last_ = nullptr;
+}
 
 void GroupFinder::Refresh(Groups& groups) {
     const s_addnode* first = groups.empty() ? nullptr : &groups.front();
     const s_addnode* last = groups.empty() ? nullptr : &groups.back();
-    if (first == first_ && last == last_ && groups.size() == size_ && first != nullptr) return;
+    if (first != nullptr && first == first_ && last == last_ && groups.size() == size_) return;
     first_ = first;
     last_ = last;
     size_ = groups.size();
     unconfirmed_ = waiting_ = groups.begin();
     confirmed_hold_ = false;
-    most_packets_ = 0;
-    for (const s_addnode& group : groups) most_packets_ = std::max(most_packets_, group.count);
 }
 
 GroupFinder::Groups::iterator GroupFinder::FirstUnconfirmed(Groups& groups) {
     Refresh(groups);
-    if (unconfirmed_ != groups.begin() &&
-        (groups.front().state == 0 || std::prev(unconfirmed_)->state == 0)) {
+    if (HasPassed(groups, unconfirmed_, IsUnconfirmed)) {
         unconfirmed_ = groups.begin();
         confirmed_hold_ = false;
     }
-    for (; unconfirmed_ != groups.end() && unconfirmed_->state != 0; ++unconfirmed_) {
+    for (; unconfirmed_ != groups.end() && !IsUnconfirmed(*unconfirmed_); ++unconfirmed_) {
         confirmed_hold_ = confirmed_hold_ || !unconfirmed_->dataqueue.empty();
     }
     return unconfirmed_;
@@ -40,23 +58,23 @@ GroupFinder::Groups::iterator GroupFinder::FirstUnconfirmed(Groups& groups) {
 
 GroupFinder::Groups::iterator GroupFinder::FirstWaiting(Groups& groups) {
     Refresh(groups);
-    if (waiting_ != groups.begin() &&
-        (groups.front().addrstate == -1 || std::prev(waiting_)->addrstate == -1)) {
-        waiting_ = groups.begin();
-    }
-    while (waiting_ != groups.end() && waiting_->addrstate != -1) ++waiting_;
+    if (HasPassed(groups, waiting_, IsWaiting)) waiting_ = groups.begin();
+    while (waiting_ != groups.end() && !IsWaiting(*waiting_)) ++waiting_;
     return waiting_;
 }
 
 GroupFinder::Groups::iterator GroupFinder::FirstUnconfirmedAt(Groups& groups, unsigned int address) {
     return std::find_if(FirstUnconfirmed(groups), groups.end(), [address](const s_addnode& group) {
-        return group.state == 0 && group.address == address;
+        return IsUnconfirmed(group) && group.address == address;
     });
 }
 
 GroupFinder::Groups::iterator GroupFinder::HolderOf(Groups& groups, unsigned int address, int index) {
-    const auto from = FirstUnconfirmed(groups);
-    if (index >= most_packets_) return groups.end();
-    return std::find_if(confirmed_hold_ ? groups.begin() : from, groups.end(),
+    const auto current = FirstUnconfirmed(groups);
+    const auto from = confirmed_hold_ ? groups.begin() : current;
+    if (index >= kPacketsPerGroup) {
+        return current != groups.end() && Holds(*current, address, index) ? current : groups.end();
+    }
+    return std::find_if(from, groups.end(),
                         [&](const s_addnode& group) { return Holds(group, address, index); });
 }

@@ -1,6 +1,7 @@
 // The packer's second path: an image as rows of the staging file, to be downloaded at another time.
 #include <algorithm>
 #include <cstdio>
+#include <new>
 
 #include "Packdata.h"
 #include "db.h"
@@ -44,8 +45,13 @@ int PackData::Pack_Runing(const char* path) {
 }
 
 int PackData::Pack_WriteDataToDB(int index, const unsigned char* data, int length) {
+    constexpr const char* kNoMemoryForIt = nullptr;
     s_addnode group{};
-    FillGroup(index, data, length, &group);
+    try {
+        FillGroup(index, data, length, &group);
+    } catch (const std::bad_alloc&) {
+        return db().DB_RunCommond(kNoMemoryForIt, kStagingFile, nullptr);
+    }
     db().DB_SaveGroup(group, kStagingFile, nullptr);
     return db().DB_SavePackets(group, kStagingFile, nullptr);
 }

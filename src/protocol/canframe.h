@@ -65,17 +65,17 @@ class canframe {
 
     // Frames out (protocol/frames.cpp). Each is named after its PF times 256 and returns the finished record.
 
-    tagCAN_MailBox Build1792() const;   ///< 0x07 version check; not sent in a run
-    tagCAN_MailBox Build28672();        ///< 0x70 heartbeat; numbers it and counts it as unanswered
-    tagCAN_MailBox Build29184() const;  ///< 0x72 start download
-    tagCAN_MailBox Build29696() const;  ///< 0x74 address request; carries the image size for an archive
+    tagCAN_MailBox Build1792();   ///< 0x07 version check; not sent in a run
+    tagCAN_MailBox Build28672();  ///< 0x70 heartbeat; numbers it and counts it as unanswered
+    tagCAN_MailBox Build29184();  ///< 0x72 start download
+    tagCAN_MailBox Build29696();  ///< 0x74 address request; carries the image size for an archive
     /// 0x77 group start: picks the first unconfirmed group and counts the start. `result` 1: send the frame;
     /// 0: no unconfirmed group is left; -2: that group was started three times already. Only 1 changes the
     /// session.
     tagCAN_MailBox Build30464(int& result);
-    tagCAN_MailBox Build31232() const;  ///< 0x7A group end with the group's checksum
-    tagCAN_MailBox Build31744() const;  ///< 0x7C program check with the image's checksum
-    tagCAN_MailBox Build32256() const;  ///< 0x7E immediate reset
+    tagCAN_MailBox Build31232();  ///< 0x7A group end with the group's checksum
+    tagCAN_MailBox Build31744();  ///< 0x7C program check with the image's checksum
+    tagCAN_MailBox Build32256();  ///< 0x7E immediate reset
 
     // Frames in (protocol/frames.cpp). Each takes 8 data bytes; those past the frame's length read as zero.
 
@@ -163,7 +163,7 @@ class canframe {
     void EnterStep(Step step);
     bool RunStep();
     bool ResendDue();
-    void Resend(const char* trace, tagCAN_MailBox (canframe::*build)() const);
+    void Resend(const char* trace, tagCAN_MailBox (canframe::*build)());
     void StartNextGroup();
     void SendNextPacket();
     void SuperviseLink();
@@ -175,4 +175,5 @@ class canframe {
     void ClearMultiFrame();
 
     GroupFinder finder_;
+    bool version_passed_ = false;  // what the last version check reply said
 };

@@ -16,7 +16,7 @@ tagCAN_MailBox canframe::Command(Pf pf) const {
     return command;
 }
 
-tagCAN_MailBox canframe::Build1792() const {
+tagCAN_MailBox canframe::Build1792() {
     tagCAN_MailBox command = Command(kPfVersionCheck);
     command.priority = kPriorityVersion;
     command.data[1] = kVersionCommand;
@@ -36,13 +36,13 @@ tagCAN_MailBox canframe::Build28672() {
     return command;
 }
 
-tagCAN_MailBox canframe::Build29184() const {
+tagCAN_MailBox canframe::Build29184() {
     tagCAN_MailBox command = Command(kPfStartDownload);
     command.data[3] = LowByte(m_funcindex);
     return command;
 }
 
-tagCAN_MailBox canframe::Build29696() const {
+tagCAN_MailBox canframe::Build29696() {
     tagCAN_MailBox command = Command(kPfAddressRequest);
     PutLe32(command.data + 3, m_firewaretype != 0 ? static_cast<unsigned int>(m_filesize) : 0);
     return command;
@@ -75,19 +75,19 @@ tagCAN_MailBox canframe::Build30464(int& result) {
     return command;
 }
 
-tagCAN_MailBox canframe::Build31232() const {
+tagCAN_MailBox canframe::Build31232() {
     tagCAN_MailBox command = Command(kPfGroupEnd);
     PutLe32(command.data + 3, m_groupcrc);
     return command;
 }
 
-tagCAN_MailBox canframe::Build31744() const {
+tagCAN_MailBox canframe::Build31744() {
     tagCAN_MailBox command = Command(kPfProgramCheck);
     PutLe32(command.data + 3, m_crcplan == kPlanA ? m_crcA : m_crcB);
     return command;
 }
 
-tagCAN_MailBox canframe::Build32256() const {
+tagCAN_MailBox canframe::Build32256() {
     tagCAN_MailBox command = Command(kPfReset);
     command.data[3] = kResetNow;
     return command;
@@ -115,14 +115,7 @@ void canframe::GiveAddress(unsigned int address) {
 }
 
 void canframe::Deal2048(const unsigned char* data) {
-    const bool passed = data[1] == kVersionReplyCommand && data[2] == kVersionReplyNumber;
-    if (m_debug == 1) std::puts(passed ? "Verson Check is passed" : "Verson Check is not passed");
-    if (passed) {
-        EnterStep(kStepBegin);
-    } else {
-        m_errorcode = kResultVersion;
-        m_runstep = kStepClosing;
-    }
+    version_passed_ = data[1] == kVersionReplyCommand && data[2] == kVersionReplyNumber;
 }
 
 void canframe::Deal28928(const unsigned char* data) {

@@ -42,6 +42,14 @@ void canframe::Dispatch(int kind, const unsigned char* data) {
     switch (kind) {
         case kPfVersionCheckReply:
             Deal2048(data);
+            if (m_debug == 1)
+                std::puts(version_passed_ ? "Verson Check is passed" : "Verson Check is not passed");
+            if (version_passed_) {
+                EnterStep(kStepBegin);
+            } else {
+                m_errorcode = kResultVersion;
+                m_runstep = kStepClosing;
+            }
             break;
         case kPfHeartbeatReply:
             Deal28928(data);

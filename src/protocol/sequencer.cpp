@@ -69,7 +69,7 @@ bool canframe::ResendDue() {
     return false;
 }
 
-void canframe::Resend(const char* trace, tagCAN_MailBox (canframe::*build)() const) {
+void canframe::Resend(const char* trace, tagCAN_MailBox (canframe::*build)()) {
     if (!ResendDue()) return;
     if (m_debug == 1) std::puts(trace);
     m_mailbox.push_back((this->*build)());

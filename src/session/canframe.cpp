@@ -46,6 +46,7 @@ int canframe::LoadData(const char* path) {
     m_firewaretype = FirewareType(path);
     m_history = {};
     packer.Pack_Init(m_canport, m_chargeaddress, m_devtype, m_updateaddress);
+    finder_.Reset();
     const int result = packer.Pack_RuningV2(path, &m_history, &m_addlist);
     if (result != 0) std::printf("ERROR: %d,fireware %s Open Failed!\n", result, path);
     m_filesize = packer.Pack_GetFileSize();
@@ -61,6 +62,7 @@ int canframe::FirewareType(const char* path) {
 
 int canframe::CacheClean() {
     m_addlist.clear();
+    finder_.Reset();
     return 0;
 }
 

@@ -33,6 +33,7 @@ void PrepareProcess() {
     prctl(PR_SET_TIMERSLACK, 1UL);  // else every pass of 10 ms may sleep 50 µs longer
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
+    std::signal(SIGCHLD, SIG_DFL);  // a parent that ignores it would make every shell command look failed
     for (const int number : {SIGINT, SIGTERM}) {
         struct sigaction action {};
         action.sa_handler = Catch;

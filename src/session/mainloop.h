@@ -11,9 +11,10 @@ constexpr int kSignalStatus = 128;
 /// anything.
 void HoldStandardDescriptors();
 
-/// From now on SIGINT and SIGTERM ask the main loop to end instead of ending the process, and SIGPIPE does
-/// nothing: nobody who stops reading may stop an update. Nor does SIGXFSZ: a file that may not grow is a
-/// fault like a full disk. Standard output gives every line as it happens, to a pipe too.
+/// From now on SIGINT and SIGTERM ask the main loop to end instead of ending the process, also when the
+/// parent had them ignored, as a shell does for a background job; SIGPIPE does nothing: nobody who stops
+/// reading may stop an update. Nor does SIGXFSZ: a file that may not grow is a fault like a full disk.
+/// Standard output gives every line as it happens, to a pipe too.
 void PrepareProcess();
 
 /// Runs passes until the session is finished. 0; or the number of the signal that ended the job early,

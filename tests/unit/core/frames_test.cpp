@@ -60,6 +60,8 @@ TEST_F(Frames, CommandsCarryTheirBytes) {
     session.m_crcplan = 1;
     EXPECT_EQ(DataOf(session.Build29696()), (Bytes{0x01, 0x10, 0x20, 0x34, 0x12, 0, 0, 0}));
     EXPECT_EQ(DataOf(session.Build31744()), (Bytes{0x01, 0x10, 0x20, 0x44, 0x33, 0x22, 0x11, 0}));
+    session.m_crcplan = 0xFF;
+    EXPECT_EQ(DataOf(session.Build31744()), (Bytes{0x01, 0x10, 0x20, 0x88, 0x77, 0x66, 0x55, 0}));
 }
 
 TEST_F(Frames, HeartbeatNumbersWrapAfterSixteenBits) {
@@ -100,8 +102,10 @@ TEST_F(Frames, GroupStartTakesTheFirstUnconfirmedGroupThreeTimes) {
     session.Build30464(result);
     EXPECT_EQ(result, 1);
     session.m_groupcrc = 0;
+    session.m_packid = 77;
     session.Build30464(result);
     EXPECT_EQ(result, -2);
+    EXPECT_EQ(session.m_packid, 77);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "send count:1 countmax:3 packcout:256\ngroupaddress:08001000 crc32A:aaaaaaaa\n"
               "send count:2 countmax:3 packcout:256\ngroupaddress:08001000 crc32A:aaaaaaaa\n"
@@ -123,7 +127,7 @@ TEST_F(Frames, HeartbeatReplyClearsTheMissesAndChecksTheNumber) {
     EXPECT_EQ(session.m_errorcode, 0);
     EXPECT_EQ(session.m_heartmiss, 0U);
     session.m_heartmiss = 2;
-    EXPECT_EQ(Deal(&canframe::Deal28928, {0x01, 0xFF, 0x33, 0x12}), "");
+    EXPECT_EQ(Deal(&canframe::Deal28928, {0x01, 0xFF, 0x34, 0x13}), "");
     EXPECT_EQ(session.m_errorcode, 1);
     EXPECT_EQ(session.m_heartmiss, 0U);
     EXPECT_EQ(Deal(&canframe::Deal28928, {0xFF, 0xFF, 0x34, 0x12, 0, 0, 0, 0}), kStranger);
@@ -153,6 +157,8 @@ TEST_F(Frames, AddressBytesOfAStrangerAreReportedAndSometimesRecorded) {
         EXPECT_EQ(Deal(&canframe::Deal30720, data), "");
     }
     EXPECT_EQ(session.m_errorcode, 0);
+    session.m_canport = 0x101;  // no byte can equal it
+    EXPECT_EQ(Deal(&canframe::Deal30720, {0x01, 0xF2, 0xF3}), kStranger);
 }
 
 TEST_F(Frames, StartReplyChoosesThePlan) {
@@ -217,6 +223,14 @@ TEST_F(Frames, VerdictsOnAGroup) {
     EXPECT_EQ(second.state, 1) << "of two groups with one address the unconfirmed one is meant";
 }
 
+TEST_F(Frames, GoodVerdictConfirmsBeforeItGivesTheNextAddress) {
+    s_addnode& group = AddGroup(1024, 4);  // started without an address of the device's: it takes this one
+    session.m_groupaddress = 1024;
+    Deal(&canframe::Deal31488, {0x01, 0x10, 0x20, 0xAA, 0x00, 0x20, 0, 0});
+    EXPECT_EQ(group.state, 1);
+    EXPECT_EQ(group.address, 0x2000U);
+}
+
 TEST_F(Frames, ProgramCheckAndResetVerdicts) {
     Deal(&canframe::Deal32000, {0x01, 0x10, 0x20, 7});
     EXPECT_EQ(session.m_checkack, 7);
@@ -268,6 +282,11 @@ TEST_F(Frames, DataStepSendsEveryPacketOnceAndNoneOfAConfirmedGroup) {
     EXPECT_EQ(session.SendMessageEventV2(), 0);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "packid:0 listadd:00000400 m:00000400\n");
     session.m_groupaddress = 4096;
+    EXPECT_EQ(session.SendMessageEventV2(), -1);
+    AddGroup(4096, 4).count = 2;  // what the group promises counts, too
+    session.m_debug = 0;
+    session.m_packid = 1;
+    EXPECT_EQ(session.SendMessageEventV2(), 0);
     EXPECT_EQ(session.SendMessageEventV2(), -1);
 }
 

@@ -43,19 +43,23 @@ TEST(GroupFinder, AgreesWithAWalkUnderRandomChanges) {
     Groups groups;
     for (int step = 0; step < 20000; ++step) {
         const int what = below(100);
-        if (what == 0) groups.clear();
+        if (what == 0) {
+            groups.clear();
+            finder.Reset();
+        }
         if (what < 3 || groups.empty()) {
             const int more = 1 + below(12);
-            for (int i = 0; i < more; ++i)
+            for (int i = 0; i < more; ++i) {
                 groups.push_back(MakeGroup(static_cast<unsigned int>(below(6)), below(4)));
+            }
         }
         const auto any = std::next(groups.begin(), below(static_cast<int>(groups.size())));
-        if (what == 3) groups.pop_front();
-        if (what == 4) any->dataqueue.clear();
-        if (what == 5 && any == groups.begin()) any->state = 0;
+        if (what == 3) any->dataqueue.clear();
+        if (what == 4) any->count = below(5);
+        if (what == 5) groups.front().state = 0;
         const unsigned int address = static_cast<unsigned int>(below(6));
-        if (what >= 90) {  // a good verdict
-            const auto group = finder.FirstUnconfirmedAt(groups, address);
+        if (what >= 90) {  // a good verdict, whose packets a damaged cache may keep
+            const auto group = finder.FirstUnconfirmed(groups);
             if (group != groups.end()) {
                 group->state = 1;
                 if (what < 99) group->dataqueue.clear();
@@ -80,6 +84,20 @@ TEST(GroupFinder, AgreesWithAWalkUnderRandomChanges) {
                              static_cast<std::size_t>(index) < g.dataqueue.size();
                   }));
     }
+}
+
+TEST(GroupFinder, SeesAGroupThatIsOpenAgain) {
+    GroupFinder finder;
+    Groups groups;
+    for (unsigned int i = 0; i < 5; ++i) groups.push_back(MakeGroup(i, 1));
+    for (s_addnode& group : groups) group.state = group.addrstate = 1;
+    EXPECT_EQ(At(groups, finder.FirstUnconfirmed(groups)), nullptr);
+    EXPECT_EQ(At(groups, finder.FirstWaiting(groups)), nullptr);
+    s_addnode& middle = *std::next(groups.begin(), 2);
+    middle.state = 0;
+    middle.addrstate = -1;
+    EXPECT_EQ(At(groups, finder.FirstUnconfirmed(groups)), &middle);
+    EXPECT_EQ(At(groups, finder.FirstWaiting(groups)), &middle);
 }
 
 }  // namespace

@@ -2,11 +2,13 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <ctime>
 #include <string>
 
 #include "benchdir.h"
 #include "canframe.h"
 #include "db.h"
+#include "elapsed.h"
 #include "sqlrows.h"
 
 namespace {
@@ -52,7 +54,6 @@ TEST_F(JobRow, OpensWithTheJobAndClosesWithItsResult) {
 
 TEST_F(JobRow, TakesAnyPathUnchanged) {
     // A path of 127 quotes is the longest and the worst for a statement built as text.
-    ASSERT_EQ(std::filesystem::current_path().empty(), false);
     const auto before = std::filesystem::current_path();
     std::filesystem::current_path(bench.Root());
     for (const std::string& name :
@@ -91,7 +92,21 @@ TEST_F(JobRow, MissingImageLeavesNoRowAndTheSessionGoesOn) {
     EXPECT_TRUE(Rows("*").empty());
 }
 
+TEST_F(JobRow, BothWaysToStartTakeTheStartTime) {
+    const auto now = std::time(nullptr);
+    session.SetAddress(0, 0, 0, 0);
+    EXPECT_NEAR(static_cast<double>(session.m_starttime.tv_sec), static_cast<double>(now), 2);
+    session.m_starttime = {};
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    session.FirewareUpdateInit();
+    testing::internal::GetCapturedStdout();
+    testing::internal::GetCapturedStderr();
+    EXPECT_NEAR(static_cast<double>(session.m_starttime.tv_sec), static_cast<double>(now), 2);
+}
+
 TEST_F(JobRow, ElapsedTimeIsUnsignedArithmetic) {
+    EXPECT_EQ(ElapsedMs({10, 900000}, {12, 100000}), 1200);
     // Two hours are 7.2e9 microseconds, 2905032704 modulo 2^32.
     gettimeofday(&session.m_starttime, nullptr);
     session.m_starttime.tv_sec -= 7200;

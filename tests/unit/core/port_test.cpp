@@ -16,6 +16,7 @@
 
 #include "CanPort.h"
 #include "benchdir.h"
+#include "canframe.h"
 
 namespace {
 
@@ -143,6 +144,25 @@ TEST_F(Port, TraceSwitchTakesOnlyOn) {
         CAN_Close(opened);
     }
     unsetenv("CAN_LOG");
+}
+
+TEST_F(Port, SessionOwnsItsPortAndTakesItsTraceFromTheEnvironment) {
+    for (const auto& [value, on, line] :
+         {std::tuple{"ON", 1, "LOG_CAN TURN ON\n"}, {"on", 0, "LOG_CAN TURN OFF\n"}, {"", 0, ""}}) {
+        kernel.given_fd = dup(port_end);
+        setenv("CAN_UPDATE", value, 1);
+        testing::internal::CaptureStdout();
+        {
+            canframe session;
+            EXPECT_EQ(testing::internal::GetCapturedStdout(), line);
+            EXPECT_EQ(session.m_debug, on);
+            recorder = &kernel;
+            EXPECT_EQ(session.CAN_InitDevice(0, 125000), 0);
+            recorder = nullptr;
+        }
+        EXPECT_LT(fcntl(kernel.given_fd, F_GETFD), 0) << "closed with the session";
+    }
+    unsetenv("CAN_UPDATE");
 }
 
 TEST_F(Port, EveryFailureOfTheSetUpEndsTheProcess) {

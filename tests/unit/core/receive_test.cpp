@@ -56,6 +56,7 @@ TEST_F(Receive, RepliesMoveTheStepFromWhereverItIs) {
     } cases[] = {
         {0x08, {0, 0, 2}, 3, 77, 0, 0, "can ID:08 m_runstep:42 \nVerson Check is passed\n"},
         {0x08, {0, 1, 2}, -1, 8, 1, 30, "can ID:08 m_runstep:42 \nVerson Check is not passed\n"},
+        {0x08, {0, 0, 1}, -1, 8, 1, 30, "can ID:08 m_runstep:42 \nVerson Check is not passed\n"},
         {0x71, {1, 0x10, 0, 0}, 42, 77, 0, 30, "can ID:71 m_runstep:42 \n"},
         {0x73, {1, 0x10, 0x20, 0, 0, 1}, 4, 77, 0, 500, "can ID:73 m_runstep:42 \n发送索要区间命令帧\n"},
         {0x73, {1, 0x10, 0x20, 3, 0, 1}, -1, 10, 1, 0, "can ID:73 m_runstep:42 \n"},
@@ -92,6 +93,7 @@ TEST_F(Receive, RepliesMoveTheStepFromWhereverItIs) {
         session.m_errorcode = 77;
         session.m_finished = 0;
         session.m_waittime = 30;
+        session.m_sendcount = 5;
         Reply(c.pf, c.bytes);
         testing::internal::CaptureStdout();
         RunPasses(1);
@@ -100,7 +102,19 @@ TEST_F(Receive, RepliesMoveTheStepFromWhereverItIs) {
         EXPECT_EQ(session.m_errorcode, c.error) << c.printed;
         EXPECT_EQ(session.m_finished, c.finished) << c.printed;
         EXPECT_EQ(session.m_waittime, c.waittime) << c.printed;
+        EXPECT_EQ(session.m_sendcount, c.waittime == 30 ? 5U : 0U) << "cleared with the timer: " << c.printed;
     }
+}
+
+TEST_F(Receive, EchoOfAnotherAddressIsReportedBehindTheReplyItself) {
+    session.m_debug = 1;
+    session.m_startaddress = 1;
+    Reply(0x78, {1, 0x10, 0x20, 2});
+    testing::internal::CaptureStdout();
+    RunPasses(1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "can ID:78 m_runstep:0 \n收到启动组包应答帧\n"
+              "CAN RCV start address error:send:0x00000001 rcv:0x00000002\n一组数据发送完毕\n");
 }
 
 TEST_F(Receive, RepliesWithoutDataActOnZeros) {

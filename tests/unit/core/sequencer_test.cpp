@@ -167,6 +167,22 @@ TEST_F(Sequencer, DataStepWritesAPacketAndACommandInOneCall) {
     EXPECT_EQ(session.m_runstep, 7);
 }
 
+TEST_F(Sequencer, LostLinkLeavesTheTimerAndACommandGoesOutBeforeTheHeartbeat) {
+    session.m_runstep = 3;
+    session.m_waittime = 300;
+    session.m_heartmiss = 4;
+    session.working(1);
+    EXPECT_EQ(session.m_runstep, 0);
+    EXPECT_EQ(session.m_waittime, 290);
+
+    session.m_runstep = 3;
+    session.m_waittime = 0;
+    session.working(100);
+    EXPECT_EQ(PfOf(Frames().at(0)), 0x72U);
+    session.working(101);
+    EXPECT_EQ(PfOf(Frames().at(0)), 0x70U);
+}
+
 TEST_F(Sequencer, PaceIsTenMillisecondsAndSlowerWhenIdle) {
     fakewait::Reset();
     RunPasses(50);
