@@ -15,10 +15,11 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "${PROJECT_DESCRIPTION}
- velmorin downloads a firmware image over SocketCAN and records the job,
- velmorinctl shows, stages and downloads jobs, and velmorin-sim is a device
- to try them on without a bus.")
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
+"velmorin downloads a firmware image over SocketCAN and records the job,
+velmorinctl shows, stages and downloads jobs, and velmorin-sim is a device
+to try them on without a bus.")
 # ifconfig and ip set the interface up; one that is up already needs neither.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "net-tools, iproute2")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS can-utils)
