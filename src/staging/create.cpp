@@ -23,9 +23,8 @@ constexpr char kCreateHistory[] =
     "chargeaddress TEXT(4),caninterface\tINT,devtype   INT,\tupdateaddress   TEXT(4),filesize INT,result INT,"
     "timeuse INT,crcA TEXT(16),crcB TEXT(16),timestamp INT)";
 constexpr char kCreateData[] =
-    "CREATE TABLE tag_data(id INTEGER PRIMARY KEY AUTOINCREMENT,\t\t\tstate INT,address TEXT(16),canid "
-    "TEXT(10),"
-    "dataid INT,\t\t\tdatalen INT,data TEXT(40),savestamp INT)";
+    "CREATE TABLE tag_data(id INTEGER PRIMARY KEY AUTOINCREMENT,\t\t\tstate INT,address TEXT(16),"
+    "canid TEXT(10),dataid INT,\t\t\tdatalen INT,data TEXT(40),savestamp INT)";
 constexpr char kCreateInfor[] =
     "CREATE TABLE tag_infor(id INTEGER PRIMARY KEY AUTOINCREMENT,\tstate INT,address TEXT(16),canid TEXT(10),"
     "count\tINT,crc32A TEXT(16),crc32B TEXT(16),savestamp INT)";
@@ -63,8 +62,8 @@ bool PutInPlace(const std::string& draft, const char* file) {
     const std::string to = platform::ResolvePath(file);
     if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0 || errno == EEXIST)
         return true;
-    return link(from.c_str(), to.c_str()) == 0 ||
-           errno == EEXIST;  // a kernel or file system without that rename
+    // A kernel or file system without that rename.
+    return link(from.c_str(), to.c_str()) == 0 || errno == EEXIST;
 }
 
 /// True for a draft whose maker is gone; one with our own number is a former process's.
@@ -77,7 +76,7 @@ bool IsLeftOver(const std::string& name, const std::string& prefix) {
 
 /// Removes drafts, and their journals, of processes that were killed.
 void SweepDrafts(const char* file) {
-    const std::filesystem::path place = platform::ResolvePath(file);
+    const std::filesystem::path place = std::filesystem::absolute(platform::ResolvePath(file));
     const std::string prefix = place.filename().string() + kDraftMark;
     std::error_code fault;
     for (std::filesystem::directory_iterator entry(place.parent_path(), fault), end; !fault && entry != end;

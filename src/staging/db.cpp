@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <new>
 #include <system_error>
 
 #include "connection.h"
@@ -48,12 +49,12 @@ std::string db::HistoryInsert(const s_history& record) {
         "INSERT INTO tag_history VALUES(NULL,0,'%q','%02x',%d,%d,'%02x',%d,-1,%d,'%08x','%08x',%d)",
         record.name, record.chargeaddress, record.caninterface, record.devtype, record.updateaddress,
         record.filesize, record.timeuse, record.crcA, record.crcB, record.timestamp));
-    return statement ? statement.get() : "";
+    if (!statement) throw std::bad_alloc();
+    return statement.get();
 }
 
 int db::DB_SaveHistory(const s_history* record, const char* file, const char* key) {
-    const std::string statement = HistoryInsert(*record);
-    return DB_RunCommond(statement.empty() ? nullptr : statement.c_str(), file, key);
+    return DB_RunCommond(HistoryInsert(*record).c_str(), file, key);
 }
 
 int db::DB_SaveGroup(const s_addnode& group, const char* file, const char* key) {
