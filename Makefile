@@ -5,7 +5,7 @@ DESTDIR ?=
 JOBS ?= $(shell nproc)
 export JOBS
 
-.PHONY: help build demo test lint sanitize clang perf fuzz coverage valgrind clean
+.PHONY: help build demo test arm install deb lint sanitize clang perf fuzz coverage valgrind clean
 
 help: ## this list
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1\t\2/p' Makefile | expand -t 20
@@ -20,16 +20,30 @@ demo: ## update a simulated device on a bench and compare what arrived
 	@scripts/demo build/release
 
 test: ## everything that proves the program; what CI runs
-	@scripts/setup build test
+	@scripts/setup build test kernel arm package docs
 	@scripts/build release
+	@scripts/arm
 	@scripts/run-tests build/release
+
+arm: ## static programs for an ARM controller, in build/arm
+	@scripts/setup build arm
+	@scripts/arm
+
+install: ## the programs, manual pages and an example job file; PREFIX=/usr/local, DESTDIR=
+	@scripts/setup build
+	@scripts/build release velmorin velmorin-sim velmorinctl
+	@DESTDIR=$(DESTDIR) cmake --install build/release --prefix $(PREFIX)
+
+deb: ## Debian packages for this machine and for armhf
+	@scripts/setup build arm package
+	@scripts/deb
 
 lint: ## formatter, clang-tidy and cppcheck, without findings
 	@scripts/setup build test lint
 	@scripts/lint
 
 sanitize: ## the tests with the address and undefined-behaviour sanitizers
-	@scripts/setup build test
+	@scripts/setup build test docs
 	@scripts/build sanitize
 	@scripts/run-tests build/sanitize
 

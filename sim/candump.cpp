@@ -9,7 +9,8 @@ namespace sim {
 
 std::string CandumpLine(timeval when, const std::string& interface, const can_frame& frame) {
     char text[64];
-    std::snprintf(text, sizeof text, "(%010lld.%06ld) ", static_cast<long long>(when.tv_sec), when.tv_usec);
+    std::snprintf(text, sizeof text, "(%010lld.%06ld) ", static_cast<long long>(when.tv_sec),
+                  static_cast<long>(when.tv_usec));
     std::string line = text;
     line += interface;
 

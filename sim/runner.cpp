@@ -72,7 +72,8 @@ bool Runner::Wait(int signal_fd) {
     timespec timeout{};
     if (until) {
         const Micros left = std::max<Micros>(0, *until - Now());
-        timeout = {left / 1'000'000, left % 1'000'000 * 1000};
+        timeout.tv_sec = static_cast<time_t>(left / 1'000'000);
+        timeout.tv_nsec = static_cast<long>(left % 1'000'000 * 1000);
     }
     std::array<pollfd, 2> ready{{{signal_fd, POLLIN, 0}, {bus_.fd(), POLLIN, 0}}};
     if (ppoll(ready.data(), ready.size(), until ? &timeout : nullptr, nullptr) < 0 && errno != EINTR) {
