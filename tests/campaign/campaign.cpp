@@ -231,6 +231,8 @@ std::string RunOne(const BenchDir& bench, const Fault& fault, unsigned int seed,
     const Outcome outcome = world.Run();
     tally->Add(outcome);
     all->Add(outcome);
+    if (fault.set == Nothing && outcome != Outcome::kWell)
+        world.fault = "an undisturbed job did not end well";
     if (world.fault.empty()) return "";
     return std::string(fault.name) + ": " + world.fault + " (pass " + std::to_string(world.passes) + ")";
 }

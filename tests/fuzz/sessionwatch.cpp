@@ -61,6 +61,7 @@ std::string SessionWatch::Pass(canframe& session) {
     TheBus().taken.reset();
     mailbox_ = session.m_mailbox.size();
     packid_ = session.m_packid;
+    heartmiss_ = session.m_heartmiss;
     session.Runloop();
     std::string broken = Broken();
     if (broken.empty()) broken = BrokenPace();
@@ -78,7 +79,7 @@ void SessionWatch::Remember() {
 
 std::string SessionWatch::Broken() const {
     for (const std::string& broken :
-         {BrokenNumbers(), BrokenReception(), BrokenGroups(), BrokenEnd(), BrokenWrites()}) {
+         {BrokenNumbers(), BrokenReception(), BrokenGroups(), BrokenLink(), BrokenEnd(), BrokenWrites()}) {
         if (!broken.empty()) return broken;
     }
     return "";
@@ -129,9 +130,15 @@ std::string SessionWatch::BrokenGroups() const {
     return "";
 }
 
+std::string SessionWatch::BrokenLink() const {
+    if (heartmiss_ <= 3 || ReplyPf() == 0x71) return "";
+    return session_.m_runstep == 0 && session_.m_heartmiss <= 1 ? "" : "a lost link did not start over";
+}
+
 std::string SessionWatch::BrokenEnd() const {
     const unsigned int reply = ReplyPf();
-    if (session_.m_finished != 1) return reply == 0x7F ? "a reset reply did not end the job" : "";
+    const bool refused = reply == 0x7D && TheBus().taken->can_dlc > 3 && TheBus().taken->data[3] != 0;
+    if (session_.m_finished != 1) return reply == 0x7F || refused ? "a reply did not end the job" : "";
     if (reply == 0x7F) return session_.m_errorcode == 0 ? "" : "a reset reply ended the job with a fault";
     if (session_.m_errorcode == 0) return "success without a reset reply";
     const bool link_lost_while_closing = session_.m_runstep == 0 && session_.m_heartmiss == 0;

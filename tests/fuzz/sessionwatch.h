@@ -31,6 +31,7 @@ class SessionWatch {
     std::string BrokenNumbers() const;
     std::string BrokenReception() const;
     std::string BrokenGroups() const;
+    std::string BrokenLink() const;
     std::string BrokenEnd() const;
     std::string BrokenWrites() const;
     std::string BrokenPace();
@@ -39,8 +40,9 @@ class SessionWatch {
 
     const canframe& session_;
     std::vector<Group> groups_;
-    std::size_t mailbox_ = 0;  ///< before the pass, as is packid_
+    std::size_t mailbox_ = 0;  ///< before the pass, as are the next two
     int packid_ = 0;
+    unsigned int heartmiss_ = 0;
     unsigned int last_queued_[256] =
         {};  ///< pass in which a command was queued last; 0: it may be queued at once
 };
