@@ -1,7 +1,9 @@
-// What an update costs: processor time per pass, packing, memory. Waits are replaced, so a job of hours takes seconds.
+// What an update costs: processor time per pass, packing, memory. Waits are replaced, so a job of hours takes
+// seconds.
 //
-// The claims these figures stand for: CPU per pass does not grow with the image; packing 1 MiB, its row in the
-// staging file included, takes at most 100 ms; the peak resident size is at most 9.5 times the image plus 8 MiB.
+// The claims these figures stand for: CPU per pass does not grow with the image; packing 1 MiB, its row in
+// the staging file included, takes at most 100 ms; the peak resident size is at most 9.5 times the image plus
+// 8 MiB.
 #include <benchmark/benchmark.h>
 #include <sys/socket.h>
 #include <time.h>
@@ -120,7 +122,8 @@ void Sizes(benchmark::internal::Benchmark* bench) {
     for (const int size : kSizes) bench->Arg(size);
 }
 
-BENCHMARK(Job)->Apply(Sizes)->Iterations(1)->Repetitions(3)->ReportAggregatesOnly()->Unit(benchmark::kMillisecond);
+BENCHMARK(Job)->Apply(Sizes)->Iterations(1)->Repetitions(3)->ReportAggregatesOnly()->Unit(
+    benchmark::kMillisecond);
 BENCHMARK(Packing)->Apply(Sizes)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(PeakMemory)->Apply(Sizes)->Iterations(1)->Unit(benchmark::kMillisecond);
 
