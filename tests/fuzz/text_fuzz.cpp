@@ -209,7 +209,7 @@ void Walks(Input& input) {
 void Lists(Input& input) {
     CStringList list;
     while (!input.IsEmpty()) {
-        const int index = input.Take<signed char>();
+        const int index = static_cast<int>(input.Below(256)) - 128;
         const int count = list.GetCount();
         switch (input.Below(7)) {
             case 0:
