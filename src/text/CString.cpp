@@ -124,6 +124,7 @@ CString& CString::operator=(const char* s) {
 CString& CString::operator=(const std::string& str) {
     return Assign(str);
 }
+// cppcheck-suppress operatorEqVarError ; the target keeps its own line end
 CString& CString::operator=(const CString& o) {
     return Assign(o);
 }
