@@ -45,6 +45,8 @@ class StagingFile {
         for (int damages = input.Below(9) - 4; damages > 0; --damages) Damage(input);
     }
 
+    static const std::filesystem::path& Folder() { return bench_.Root(); }
+
   private:
     static void Insert(sqlite3* handle, Input& input, const std::string& table, int columns) {
         std::string statement = "INSERT INTO " + table + " VALUES(NULL";
@@ -116,7 +118,7 @@ int PlausibleBytes(const std::list<s_addnode>& cache) {
 }
 
 void SelfCheck(std::list<s_addnode> cache) {
-    const std::filesystem::path out = std::filesystem::temp_directory_path() / "velmorin-staged-fuzz";
+    const std::filesystem::path out = StagingFile::Folder() / "self-check";
     const int most = PlausibleBytes(cache);
     std::filesystem::remove(out);
     Load().Load_UnitTest(&cache, out.c_str());
