@@ -45,9 +45,9 @@ class canframe {
     int CAN_InitDevice(unsigned int port, int bitrate);
     /// Stores the four bus values and takes the start time. Always 0.
     int SetAddress(int port, int chargeaddress, int devtype, int updateaddress);
-    /// Reads the job file into the bus values and the image path. 0; -1 when it cannot be read, nothing
-    /// printed. Keys that do not occur leave their field alone; the last of several wins; bad numbers read as
-    /// 0.
+    /// Reads the job file into the bus values and the image path. 0; -1 when it cannot be read or is no file
+    /// but a pipe, say, nothing printed. Keys that do not occur leave their field alone; the last of several
+    /// wins; bad numbers read as 0.
     int LoadFirewareInfo();
     /// Takes the start time and loads the image that the job file names. The result of `LoadData`.
     int FirewareUpdateInit();

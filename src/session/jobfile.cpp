@@ -1,4 +1,8 @@
 // The job file: key=value lines, as the station's other software leaves them.
+#include <filesystem>
+#include <string>
+#include <system_error>
+
 #include "canframe.h"
 #include "platform.h"
 #include "stlstrings.h"
@@ -22,8 +26,11 @@ constexpr char kImageKey[] = "desFirewareName";
 }  // namespace
 
 int canframe::LoadFirewareInfo() {
+    const std::string path = platform::ResolvePath(kJobFile);
+    std::error_code fault;
+    if (!std::filesystem::is_regular_file(path, fault)) return -1;  // a pipe or a device may never end
     CStringList lines;
-    if (!lines.LoadFromFile(platform::ResolvePath(kJobFile).c_str())) return -1;
+    if (!lines.LoadFromFile(path)) return -1;
     CStringList fields;
     for (int i = 0; i < lines.GetCount(); ++i) {
         if (lines[i].GetFirstChar() == '#') continue;

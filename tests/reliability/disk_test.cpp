@@ -1,6 +1,7 @@
 // Faults of the disk under a whole job: the download is done all the same, the fault is named, and what lay
 // there is not made worse.
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include "realbench.h"
 
@@ -77,6 +78,12 @@ TEST_F(Disk, DiskThatFillsUpInTheMiddleKeepsTheStagingFileWhole) {
               std::string::npos);
     EXPECT_EQ(SqlRows(bench.StagingFile(), "PRAGMA integrity_check"), Words{"ok"});
     EXPECT_EQ(Results(), Words{"1|13"}) << "the former job's row";
+}
+
+TEST_F(Disk, PipeInThePlaceOfTheJobFileIsNoJob) {
+    ASSERT_EQ(mkfifo(bench.JobFile().c_str(), 0600), 0);
+    Process run({VELMORIN});
+    EXPECT_EQ(run.Wait(20000), 255);
 }
 
 #ifndef __SANITIZE_ADDRESS__  // which needs far more room for itself
