@@ -97,10 +97,7 @@ class StagingFile {
     static const std::string pristine_;
 };
 
-const BenchDir StagingFile::bench_ = [] {
-    setenv("TMPDIR", "/dev/shm", 0);
-    return BenchDir();
-}();
+const BenchDir StagingFile::bench_;
 const std::string StagingFile::pristine_ = [] {
     db().DB_CreateTable(kStagingFile, nullptr);
     return BenchDir::Read(bench_.StagingFile());

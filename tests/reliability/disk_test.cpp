@@ -14,7 +14,7 @@ class Disk : public RealBench {
         StartDevice({"--once"});
         StartUpdater(1000, shell);
         EXPECT_EQ(updater->Wait(60000), 0);
-        EXPECT_EQ(device->Wait(20000), 0);
+        EXPECT_EQ(device->Wait(60000), 0);
         EXPECT_TRUE(IsDelivered());
         EXPECT_NE(updater->output.find("error code:0\nupdate finished........\n"), std::string::npos);
         return updater->errors.substr(updater->errors.find('\n') + 1);
@@ -83,7 +83,7 @@ TEST_F(Disk, DiskThatFillsUpInTheMiddleKeepsTheStagingFileWhole) {
 TEST_F(Disk, PipeInThePlaceOfTheJobFileIsNoJob) {
     ASSERT_EQ(mkfifo(bench.JobFile().c_str(), 0600), 0);
     Process run({VELMORIN});
-    EXPECT_EQ(run.Wait(20000), 255);
+    EXPECT_EQ(run.Wait(60000), 255);
 }
 
 #ifndef __SANITIZE_ADDRESS__  // which needs far more room for itself

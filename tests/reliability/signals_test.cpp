@@ -9,7 +9,7 @@ namespace {
 class Signals : public RealBench {
   protected:
     void ExpectInterrupted(int number) {
-        EXPECT_EQ(updater->Wait(3000), 128 + number) << "at the next pass";
+        EXPECT_EQ(updater->Wait(60000), 128 + number);
         EXPECT_EQ(Results(), Words{"1|13"});
         EXPECT_NE(updater->output.find("error code:13\n"), std::string::npos) << updater->output;
         EXPECT_EQ(updater->output.find("update finished........"), std::string::npos);
@@ -96,7 +96,7 @@ TEST_F(Signals, OutputThatLeadsNowhereStopsNoUpdateAndReachesNoOtherFile) {
         StartDevice({"--once"});
         StartUpdater(700, std::string("exec \"$@\" ") + redirection);
         ASSERT_EQ(updater->Wait(60000), 0) << redirection;
-        EXPECT_EQ(device->Wait(20000), 0) << redirection;
+        EXPECT_EQ(device->Wait(60000), 0) << redirection;
         EXPECT_TRUE(IsDelivered()) << redirection;
         EXPECT_EQ(Results(), Words{"1|0"}) << redirection;
         const std::string log = BenchDir::Read(Log());

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <list>
@@ -14,9 +13,6 @@
 #include "benchdir.h"
 #include "db.h"
 #include "sqlrows.h"
-
-/// Where there is room in memory the benches lie there: every statement syncs its file.
-inline const bool kBenchesInMemory = access("/dev/shm", W_OK) == 0 && setenv("TMPDIR", "/dev/shm", 0) == 0;
 
 struct Printed {
     std::string out, err;
