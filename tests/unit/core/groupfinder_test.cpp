@@ -1,103 +1,74 @@
 // The finder gives what a plain walk over the list gives, whatever happens to the list.
+#include "groupfinder.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <random>
 
-#include "groupfinder.h"
-
 namespace {
 
 using Groups = GroupFinder::Groups;
 
-const s_addnode* At(Groups& groups, Groups::iterator it) {
-    return it == groups.end() ? nullptr : &*it;
+bool IsOpen(const s_addnode& group) {
+    return group.state == 0;
 }
 
-template <typename Wanted>
-const s_addnode* Walk(Groups& groups, Wanted wanted) {
-    return At(groups, std::find_if(groups.begin(), groups.end(), wanted));
-}
-
-s_addnode MakeGroup(unsigned int address, int packets) {
-    s_addnode group{};
-    group.address = address;
-    group.addrstate = -1;
-    group.count = packets;
-    group.dataqueue.resize(static_cast<std::size_t>(packets));
-    return group;
+bool Waits(const s_addnode& group) {
+    return group.addrstate == -1;
 }
 
 TEST(GroupFinder, AgreesWithAWalkUnderRandomChanges) {
     const char* given = std::getenv("VELMORIN_SEED");
     const unsigned long seed = given != nullptr ? std::strtoul(given, nullptr, 10) : std::random_device{}();
-    RecordProperty("seed", std::to_string(seed));
     SCOPED_TRACE("VELMORIN_SEED=" + std::to_string(seed));
     std::mt19937 random(static_cast<std::mt19937::result_type>(seed));
-    const auto below = [&random](int limit) {
-        return static_cast<int>(random() % static_cast<unsigned int>(limit));
-    };
+    const auto below = [&](std::size_t limit) { return static_cast<unsigned int>(random() % limit); };
 
     GroupFinder finder;
     Groups groups;
+    const auto walk = [&](auto wanted) { return std::find_if(groups.begin(), groups.end(), wanted); };
     for (int step = 0; step < 20000; ++step) {
-        const int what = below(100);
+        const unsigned int what = below(100);
         if (what == 0) {
             groups.clear();
             finder.Reset();
         }
-        if (what < 3 || groups.empty()) {
-            const int more = 1 + below(12);
-            for (int i = 0; i < more; ++i) {
-                groups.push_back(MakeGroup(static_cast<unsigned int>(below(6)), below(4)));
-            }
+        for (unsigned int more = what < 3 || groups.empty() ? 1 + below(12) : 0; more > 0; --more) {
+            s_addnode& group = groups.emplace_back();
+            group.address = below(6);
+            group.addrstate = -1;
+            group.count = static_cast<int>(below(4));
+            group.dataqueue.resize(static_cast<std::size_t>(group.count));
         }
-        const auto any = std::next(groups.begin(), below(static_cast<int>(groups.size())));
-        if (what == 3) any->dataqueue.clear();
-        if (what == 4) any->count = below(5);
+        s_addnode& any = *std::next(groups.begin(), static_cast<int>(below(groups.size())));
+        if (what == 3) any.dataqueue.clear();
+        if (what == 4) any.count = static_cast<int>(below(5));
         if (what == 5) groups.front().state = 0;
-        const unsigned int address = static_cast<unsigned int>(below(6));
-        if (what >= 90) {  // a good verdict, whose packets a damaged cache may keep
-            const auto group = finder.FirstUnconfirmed(groups);
-            if (group != groups.end()) {
-                group->state = 1;
-                if (what < 99) group->dataqueue.clear();
-            }
-        } else if (what >= 80) {  // an address from the device
-            const auto group = finder.FirstWaiting(groups);
-            if (group != groups.end()) {
-                group->address = address;
-                group->addrstate = 1;
-            }
+        if (what == 6 && walk(IsOpen) == groups.end()) any.state = 0;
+        if (what == 6 && walk(Waits) == groups.end()) any.addrstate = -1;
+        const unsigned int address = below(6);
+        const auto open = finder.FirstUnconfirmed(groups);
+        const auto waiting = finder.FirstWaiting(groups);
+        if (what >= 75 && open != groups.end()) {  // a right verdict, whose packets a damaged cache may keep
+            open->state = 1;
+            if (what < 99) open->dataqueue.clear();
+        } else if (what >= 50 && waiting != groups.end()) {  // an address from the device
+            waiting->address = address;
+            waiting->addrstate = 1;
         }
 
-        const int index = below(5);
-        ASSERT_EQ(At(groups, finder.FirstUnconfirmed(groups)),
-                  Walk(groups, [](const s_addnode& g) { return g.state == 0; }));
-        ASSERT_EQ(At(groups, finder.FirstWaiting(groups)),
-                  Walk(groups, [](const s_addnode& g) { return g.addrstate == -1; }));
-        ASSERT_EQ(At(groups, finder.FirstUnconfirmedAt(groups, address)),
-                  Walk(groups, [&](const s_addnode& g) { return g.state == 0 && g.address == address; }));
-        ASSERT_EQ(At(groups, finder.HolderOf(groups, address, index)), Walk(groups, [&](const s_addnode& g) {
-                      return g.address == address && index < g.count &&
-                             static_cast<std::size_t>(index) < g.dataqueue.size();
+        const int index = static_cast<int>(below(5));
+        ASSERT_EQ(finder.FirstUnconfirmed(groups), walk(IsOpen));
+        ASSERT_EQ(finder.FirstWaiting(groups), walk(Waits));
+        ASSERT_EQ(finder.FirstUnconfirmedAt(groups, address),
+                  walk([&](const s_addnode& group) { return IsOpen(group) && group.address == address; }));
+        ASSERT_EQ(finder.HolderOf(groups, address, index), walk([&](const s_addnode& group) {
+                      return group.address == address && index < group.count &&
+                             static_cast<std::size_t>(index) < group.dataqueue.size();
                   }));
     }
-}
-
-TEST(GroupFinder, SeesAGroupThatIsOpenAgain) {
-    GroupFinder finder;
-    Groups groups;
-    for (unsigned int i = 0; i < 5; ++i) groups.push_back(MakeGroup(i, 1));
-    for (s_addnode& group : groups) group.state = group.addrstate = 1;
-    EXPECT_EQ(At(groups, finder.FirstUnconfirmed(groups)), nullptr);
-    EXPECT_EQ(At(groups, finder.FirstWaiting(groups)), nullptr);
-    s_addnode& middle = *std::next(groups.begin(), 2);
-    middle.state = 0;
-    middle.addrstate = -1;
-    EXPECT_EQ(At(groups, finder.FirstUnconfirmed(groups)), &middle);
-    EXPECT_EQ(At(groups, finder.FirstWaiting(groups)), &middle);
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 #include <regex>
 #include <string>
 
-#include "benchdir.h"
+#include "printed.h"
 
 namespace {
 
@@ -29,26 +29,13 @@ TEST(Delay, SignalsNeitherCutNorStretchIt) {
     EXPECT_LT(waited, std::chrono::milliseconds(750));
 }
 
-TEST(Files, AreLookedUpBelowTheBenchOnlyOnTheFlash) {
-    BenchDir bench;
-    bench.Write("mnt/nandflash/app/x", "12345");
-    EXPECT_EQ(tool::Tool_GetFileSize("/mnt/nandflash/app/x"), 5);
-    EXPECT_EQ(tool::Tool_GetFileSize((bench.Root() / "mnt/nandflash/app/x").c_str()), 5);
-    EXPECT_EQ(tool::Tool_CheckNodeIsExit("/mnt/nandflash/app"), 1);
-    EXPECT_EQ(tool::Tool_CheckNodeIsExit("/mnt/nandflash"),
-              std::filesystem::exists("/mnt/nandflash") ? 1 : 0);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(tool::Tool_GetFileSize("/mnt/nandflash/app/y"), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "file:: No such file or directory\n");
-}
-
 TEST(Switch, IsExactlyOn) {
-    for (const auto& [value, on] : {std::pair{"ON", 1}, {"on", 0}, {"", 0}, {"ON ", 0}}) {
-        setenv("VELMORIN_TEST_SWITCH", value, 1);
-        EXPECT_EQ(tool::Tool_debug("VELMORIN_TEST_SWITCH"), on) << value;
-    }
     unsetenv("VELMORIN_TEST_SWITCH");
     EXPECT_EQ(tool::Tool_debug("VELMORIN_TEST_SWITCH"), 0);
+    for (const std::string value : {"ON", "on", "", "ON "}) {
+        setenv("VELMORIN_TEST_SWITCH", value.c_str(), 1);
+        EXPECT_EQ(tool::Tool_debug("VELMORIN_TEST_SWITCH"), value == "ON" ? 1 : 0) << value;
+    }
 }
 
 TEST(Hexadecimal, BytesToTextAndBack) {
@@ -58,37 +45,43 @@ TEST(Hexadecimal, BytesToTextAndBack) {
     EXPECT_EQ(tool::Tool_HexToString(bytes, 3, text, &length), 0);
     EXPECT_STREQ(text, "0aff00");
     EXPECT_EQ(length, 6);
-    text[0] = '\0';
-    EXPECT_EQ(tool::Tool_HexToString(bytes, 0, text, &length), 0);
-    EXPECT_STREQ(text, "");
 
-    const struct {
-        const char* text;
-        std::string bytes;
-    } cases[] = {{"0AFf10", {"\x0A\xFF\x10", 3}}, {"7gg7-1 5", {"\x07\x00\xFF\x05", 4}}, {"", ""}};
-    for (const auto& c : cases) {
-        unsigned char decoded[8] = {};
-        int count = -1;
-        EXPECT_EQ(tool::Tool_StringToHex(c.text, static_cast<int>(std::strlen(c.text)), decoded, &count), 0);
-        EXPECT_EQ(std::string(reinterpret_cast<char*>(decoded), static_cast<std::size_t>(count)), c.bytes)
-            << c.text;
-    }
-    unsigned char untouched = 0x5A;
-    int count = 77;
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(tool::Tool_StringToHex("ABC", 3, &untouched, &count), -1);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "error\n");
-    EXPECT_EQ(untouched, 0x5A);
-    EXPECT_EQ(count, 77);
+    unsigned char decoded[8] = {};
+    int count = -1;
+    EXPECT_EQ(tool::Tool_StringToHex("0AFf7gg7-1 5", 12, decoded, &count), 0);
+    EXPECT_EQ(0, std::memcmp(decoded, "\x0A\xFF\x07\x00\xFF\x05\x00\x00", 8));
+    EXPECT_EQ(count, 6);
+    EXPECT_EQ(Printed([&] { EXPECT_EQ(tool::Tool_StringToHex("ABC", 3, decoded, &count), -1); }), "error\n");
+    EXPECT_EQ(decoded[0], 0x0A);
+    EXPECT_EQ(count, 6);
+}
+
+TEST(Checksums, GiveThePublishedCheckValuesOrRefuse) {
+    const auto a = [](const std::string& data) {
+        return tool::crc32_planA(reinterpret_cast<const unsigned char*>(data.data()), data.size());
+    };
+    const auto b = [](const std::string& data) {
+        return tool::crc32_planB(reinterpret_cast<const unsigned char*>(data.data()),
+                                 static_cast<unsigned int>(data.size()));
+    };
+    std::string group;  // every entry of a table is used
+    for (int i = 0; i < 1024; ++i) group += static_cast<char>(i);
+    EXPECT_EQ(a(std::string(4, '\0')), 0xC704DD7BU);
+    EXPECT_EQ(a("12345678"), 0xFEFC54F9U);
+    EXPECT_EQ(a(group), 0x8ADA4578U);
+    EXPECT_EQ(b("123456789"), 0xCBF43926U);
+    EXPECT_EQ(b(group), 0xB70B4C26U);
+    for (const char* text : {"", "1", "12", "123", "12345"}) EXPECT_EQ(a(text), 0xFFFFFFFFU) << text;
+    EXPECT_EQ(b(""), 0U);
+    EXPECT_EQ(tool::crc32_planA(nullptr, 4), 0xFFFFFFFFU);
+    EXPECT_EQ(tool::crc32_planB(nullptr, 4), 0U);
 }
 
 TEST(Banner, IsSixLines) {
-    testing::internal::CaptureStdout();
-    tool::Tool_SetInfor("velmorin", "V1.00(00)", "NULL");
     const std::regex expected(
         "-{58}\nProcess Name: velmorin\nVersion Info: V1\\.00\\(00\\)\n[^\n:]+: NULL\n"
         "Compile Date: 20[0-9]{2}-(0[1-9]|1[0-2])-[0-3][0-9] [0-2][0-9]:[0-5][0-9]:[0-5][0-9]\n-{58}\n");
-    const std::string banner = testing::internal::GetCapturedStdout();
+    const auto banner = Printed([] { tool::Tool_SetInfor("velmorin", "V1.00(00)", "NULL"); });
     EXPECT_TRUE(std::regex_match(banner, expected)) << banner;
 }
 

@@ -1,0 +1,193 @@
+// A job from its file and its image to its row.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <ctime>
+#include <string>
+
+#include "Packdata.h"
+#include "benchdir.h"
+#include "canframe.h"
+#include "db.h"
+#include "elapsed.h"
+#include "printed.h"
+#include "sqlrows.h"
+
+namespace {
+
+using Rows = std::vector<std::string>;
+
+class Job : public testing::Test {
+  protected:
+    /// Packs an image for port 1, device e0, type 10, update address 2a.
+    void Load(const std::string& path) {
+        session.CacheClean();
+        complained = Complained([&] {
+            printed = Printed([&] {
+                session.SetAddress(1, 0xE0, 0x10, 0x2A);
+                session.LoadData(path.c_str());
+            });
+        });
+    }
+
+    Rows Sql(const std::string& query) const { return SqlRows(bench.StagingFile(), query); }
+
+    BenchDir bench;
+    canframe session;
+    std::string printed, complained;
+};
+
+TEST_F(Job, FromAFileTakesEveryKeyAndItsOwnStartTime) {
+    EXPECT_EQ(session.LoadFirewareInfo(), -1) << "there is none";
+    bench.Write("mnt/nandflash/download/update.conf",
+                "# a job\r\nPortSN=1\r\ndesDeviceAddress=138\r\ndesDeviceType=3\r\ndesSubDeviceAddress=4\r\n"
+                "desFuncIndex=2\r\ndesFirewareType=7\r\ndesFirewareName=" +
+                    bench.Write("a b=c.bin", "image"));
+    EXPECT_EQ(session.LoadFirewareInfo(), 0);
+    EXPECT_EQ(session.m_funcindex, 2);
+    EXPECT_EQ(session.m_firewaretype, 7);
+    Printed([&] { session.FirewareUpdateInit(); });
+    EXPECT_NEAR(static_cast<double>(session.m_starttime.tv_sec), static_cast<double>(std::time(nullptr)), 2);
+    const can_frame& packet = session.m_addlist.front().dataqueue[0].frame;
+    EXPECT_EQ(packet.can_id, 0x90798A8AU);
+    EXPECT_EQ(0, std::memcmp(packet.data, "\x01\x03\x04\0imag", 8));
+}
+
+TEST_F(Job, EverySizeBecomesWholeGroupsFilledWithFf) {
+    for (const std::size_t size : {1U, 1023U, 1024U, 1025U, 200000U}) {
+        SCOPED_TRACE(size);
+        const std::string image = TestImage(size);
+        Load(bench.Write("image", image));
+        const std::size_t groups = (size + 1023) / 1024;
+        EXPECT_EQ(printed, "CAN ID:1079e08a\nsend file size:" + std::to_string(size) + "\nloop//loop-1:" +
+                               std::to_string(groups) + " dataleave:" + std::to_string(size % 1024) + "\n");
+        EXPECT_EQ(complained, "");
+        std::string payload;
+        for (const s_addnode& group : session.m_addlist) {
+            for (const s_datanode& packet : group.dataqueue) {
+                payload.append(reinterpret_cast<const char*>(packet.frame.data) + 4, 4);
+            }
+        }
+        EXPECT_TRUE(payload == image + std::string(groups * 1024 - size, '\xFF'));
+    }
+}
+
+TEST_F(Job, PacketsAreFinishedFramesAndAShortOneCarriesItsBytesOnly) {
+    PackData packer;
+    std::list<s_addnode> cache;
+    EXPECT_EQ(Printed([&] { packer.Pack_Init(0x101, 0x201, 0x110, 0x320); }), "CAN ID:1079018a\n");
+    const auto* bytes = reinterpret_cast<const unsigned char*>("abcdef");
+    EXPECT_EQ(packer.Pack_WriteDataToDBV2(&cache, 2, bytes, 6), 0);
+    const s_addnode& group = cache.front();
+    EXPECT_EQ(group.addrstate, -1);
+    EXPECT_EQ(group.address, 3072U);
+    EXPECT_EQ(group.canid, 0x1079018AU);
+    EXPECT_EQ(group.count, 2);
+    EXPECT_EQ(group.crc32A, 0xFFFFFFFFU);
+    EXPECT_EQ(group.crc32B, 0x4B8E39EFU);
+    const s_datanode& last = group.dataqueue[1];
+    EXPECT_EQ(last.dataid, 1);
+    EXPECT_EQ(last.frame.can_id, 0x9079018AU);
+    EXPECT_EQ(last.frame.can_dlc, 6);
+    EXPECT_EQ(0, std::memcmp(last.frame.data, "\x01\x10\x20\x01\x65\x66\0\0", 8));
+}
+
+TEST_F(Job, WhatIsNoImageIsRefusedByNameAndHasNoRow) {
+    const std::string big = bench.Write("big", "");
+    ASSERT_EQ(truncate(big.c_str(), 2147483648L), 0);
+    const std::string folder = bench.Root().string();
+    const struct {
+        std::string path, result, complaint;
+    } cases[] = {
+        {"/no/such", "-1", "file:: No such file or directory\n"},
+        {bench.Write("empty", ""), "-1", ""},
+        {folder, "-3", "image " + folder + ": not a regular file\n"},
+        {"/dev/zero", "-1", "image /dev/zero: not a regular file\n"},
+        {big, "-1", "file:: File too large\nimage " + big + ": 2 GiB or more\n"},
+    };
+    for (const auto& c : cases) {
+        Load(c.path);
+        EXPECT_EQ(complained, c.complaint);
+        EXPECT_EQ(printed, "CAN ID:1079e08a\nERROR: " + c.result + ",fireware " + c.path + " Open Failed!\n");
+        EXPECT_TRUE(session.m_addlist.empty());
+        EXPECT_EQ(session.m_history.timestamp, 0);
+    }
+    EXPECT_EQ(Complained([&] { Printed([&] { session.UpdateRecord(); }); }), "") << "the job goes on";
+    EXPECT_TRUE(Sql("SELECT * FROM tag_history").empty());
+
+    unsigned char buffer[16];
+    const std::string path = bench.Write("image", "12345");
+    const auto read = [&] { EXPECT_EQ(PackData().Pack_ReadFileToCache(buffer, 6, path.c_str()), -1); };
+    EXPECT_EQ(Complained(read), "image " + path + ": shorter than its size\n");
+}
+
+TEST_F(Job, RowOpensWithTheJobAndClosesWithItsResult) {
+    const std::string path = bench.Write("image", "100000001");
+    session.m_debug = 1;
+    Load(path);
+    EXPECT_NE(printed.find("crcA:0493eed9 crcB:0d6ea2c3\n"), std::string::npos) << printed;
+    EXPECT_EQ(Sql("SELECT * FROM tag_history"), Rows{"1|0|" + path + "|e0|1|16|2a|9|-1|0|0493eed9|0d6ea2c3|" +
+                                                     std::to_string(session.m_history.timestamp)});
+    session.m_errorcode = 12;
+    printed = Printed([&] { session.UpdateRecord(); });
+    const std::string time = std::to_string(session.m_history.timeuse);
+    EXPECT_EQ(printed, "time use = " + time + " ms\nerror code:12\n");
+    EXPECT_EQ(Sql("SELECT state,result,timeuse FROM tag_history"), Rows{"1|12|" + time});
+
+    EXPECT_EQ(ElapsedMs({10, 900000}, {12, 100000}), 1200);
+    EXPECT_EQ(ElapsedMs({10, 0}, {7210, 0}), 2905032) << "7.2e9 microseconds modulo 2^32";
+}
+
+TEST_F(Job, PathGivesTheImageTypeAndReachesTheRowUnchanged) {
+    // A path of 127 quotes is the longest and the worst for a statement built as text.
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(bench.Root());
+    std::filesystem::create_directory("dir.tar.gz");
+    const std::string quotes(127, '\''), too_long(128, 'n');
+    for (const auto& [name, type] : {std::pair<std::string, int>{quotes, 0},
+                                     {"a b;--\"%s%n'x", 0},
+                                     {too_long, 0},
+                                     {"FW.TAR.GZ", 1},
+                                     {"dir.tar.gz/fw.bin", 1},
+                                     {"fw.Tar.Gz", 0}}) {
+        std::filesystem::remove(bench.StagingFile());
+        session.m_firewaretype = 9;
+        bench.Write(name, "image");
+        Load(name);
+        EXPECT_EQ(session.m_firewaretype, type) << name;
+        EXPECT_EQ(Sql("SELECT name FROM tag_history"), Rows{name == too_long ? "" : name});
+    }
+    std::filesystem::current_path(before);
+}
+
+TEST_F(Job, SchemaIsMadeOnceToTheLetter) {
+    Load(bench.Write("image", "image"));
+    EXPECT_EQ(Sql("SELECT sql FROM sqlite_master WHERE name LIKE 'tag_%' AND type='table' ORDER BY rowid"),
+              (Rows{"CREATE TABLE tag_history(id INTEGER PRIMARY KEY AUTOINCREMENT,\tstate INT,name TEXT(80),"
+                    "chargeaddress TEXT(4),caninterface\tINT,devtype   INT,\tupdateaddress   TEXT(4),"
+                    "filesize INT,result INT,timeuse INT,crcA TEXT(16),crcB TEXT(16),timestamp INT)",
+                    "CREATE TABLE tag_data(id INTEGER PRIMARY KEY AUTOINCREMENT,\t\t\tstate INT,"
+                    "address TEXT(16),canid TEXT(10),dataid INT,\t\t\tdatalen INT,data TEXT(40),"
+                    "savestamp INT)",
+                    "CREATE TABLE tag_infor(id INTEGER PRIMARY KEY AUTOINCREMENT,\tstate INT,"
+                    "address TEXT(16),canid TEXT(10),count\tINT,crc32A TEXT(16),crc32B TEXT(16),"
+                    "savestamp INT)"}));
+    EXPECT_EQ(Complained([] { EXPECT_EQ(db().DB_CreateTable(kStagingFile, nullptr), SQLITE_ERROR); }),
+              "create table error!: table tag_history already exists\n"
+              "create table error!: table tag_data already exists\n"
+              "create table  error!: table tag_infor already exists\n");
+}
+
+TEST_F(Job, MissingTablesAreReportedAndStopNothing) {
+    SqlRows(bench.Write("mnt/nandflash/app/chargeupdate.db", ""),
+            "CREATE TABLE tag_infor(x INT); INSERT INTO tag_infor VALUES(1)");
+    Load(bench.Write("image", "image"));
+    EXPECT_EQ(complained, "insert database error!: no such table: tag_history\n");
+    EXPECT_EQ(session.m_addlist.size(), 1U);
+    EXPECT_EQ(Complained([] { EXPECT_EQ(db().DB_Clean(kStagingFile, nullptr), 0); }),
+              "insert database error!: no such table: tag_data\n");
+    EXPECT_EQ(Sql("SELECT count(*) FROM tag_infor"), Rows{"0"});
+}
+
+}  // namespace
