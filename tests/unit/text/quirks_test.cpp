@@ -2,182 +2,110 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+
 #include "text_support.h"
 
 using namespace std::string_literals;
 
-static Strings Fields(const CString& s, const CString& separators) {
-    CStringList fields;
-    ParseStr(s, separators, fields);
-    return Raw(fields);
-}
-
-static Strings FieldsAtEvery(const CString& s, char c) {
-    CStringList fields;
-    ParseStr(s, c, fields);
-    return Raw(fields);
-}
-
 TEST(Parsing, EachSeparatorCutsOnce) {
-    const struct {
-        const char *text, *separators;
-        Strings fields;
-    } cases[] = {
-        {"PortSN=1", "=", {"PortSN", "1"}},
-        {"a=b=c", "=", {"a", "b=c"}},
-        {"", "=", {}},
-        {"=", "=", {"", ""}},
-        {"k=", "=", {"k", ""}},
-        {" k = v ", "=", {" k ", " v "}},
-        {"", "", {""}},
-        {"a=b", "", {"a=b"}},
-        {"a,b;c,d", ",;", {"a", "b", "c,d"}},
-        {"a;b,c", ",;", {"a;b", "c"}},
-        {"a,b", ",;", {"a", "b"}},
+    const char* const cases[][3] = {
+        {"a=b=c", "=", "a|b=c|"}, {"=", "=", "||"},          {" k = v", "=", " k | v|"}, {"", "=;,", ""},
+        {"a=b", "", "a=b|"},      {"a,b;,", ",;", "a|b|,|"}, {"a;b,c", ",;", "a;b|c|"},
     };
-    for (const auto& c : cases) EXPECT_EQ(Fields(c.text, c.separators), c.fields) << c.text;
+    CStringList fields;
+    std::string expected;
+    for (const auto& [text, separators, cut] : cases) {
+        ParseStr(text, separators, fields);  // appends
+        EXPECT_EQ(Raw(fields), expected += cut) << text;
+    }
 }
 
 TEST(Parsing, OneCharacterCutsEverywhere) {
-    EXPECT_EQ(FieldsAtEvery("a  b", ' '), (Strings{"a", "", "b"}));
-    EXPECT_EQ(FieldsAtEvery(" a ", ' '), (Strings{"", "a", ""}));
-    EXPECT_EQ(FieldsAtEvery("abc", ' '), Strings{"abc"});
-    EXPECT_EQ(FieldsAtEvery("", ' '), Strings{""});
-}
-
-TEST(Parsing, FieldsAccumulateAndMissingOnesReadAsEmpty) {
     CStringList fields;
-    ParseStr("a=b", "=", fields);
-    ParseStr("c", "=", fields);
-    EXPECT_EQ(Raw(fields), (Strings{"a", "b", "c"}));
-    EXPECT_EQ(Raw(VariantStr(1, "x:y:z", ':')), "y");
-    EXPECT_EQ(Raw(VariantStr(3, "x:y:z", ':')), "");
-    EXPECT_EQ(Raw(VariantStr(-1, "x:y:z", ':')), "");
+    ParseStr(" a  b", ' ', fields);
+    ParseStr("", ' ', fields);
+    EXPECT_EQ(Raw(fields), "|a||b||");
+    EXPECT_EQ(Row(VariantStr(-1, "x:y", ':'), VariantStr(1, "x:y", ':'), VariantStr(2, "x:y", ':')), "|y||");
 }
 
 TEST(Guess, EqualScoresAreAmbiguousAtOnce) {
-    const struct {
-        const char *text, *words;
-        bool guess;
-        int index;
-        const char* result;
-    } cases[] = {
-        {"stop", "start stop status", true, 1, "stop"},
-        {"tsop", "start stop", true, 1, "stop"},
-        {"tsop", "start stop", false, -1, ""},
-        {"STOP", "start stop", true, -1, ""},
-        {"ab", "ba ab2", true, -1, ""},
-        {"ab", "a b abx", true, -1, ""},  // abx would have scored best
-        {"ab", "a abx b", true, 1, "abx"},
-        {"", "a", true, -1, ""},
-        {"", "a  b", false, 1, ""},  // the empty word between the blanks is equal
+    const char* const cases[][3] = {
+        {"stop", "start stop status", "1|stop|"},
+        {"tsop", "start stop", "1|stop|"},
+        {"STOP", "start stop", "-1||"},
+        {"ab", "ba ab2", "-1||"},
+        {"ab", "a b abx", "-1||"},
+        {"ab", "a abx b", "1|abx|"},
     };
-    for (const auto& c : cases) {
-        CString result("old");
-        EXPECT_EQ(GuessStr(c.text, CString(c.words), result, c.guess), c.index)
-            << c.text << " in " << c.words;
-        EXPECT_EQ(Raw(result), c.result) << c.text << " in " << c.words;
+    CString result("old");
+    for (const auto& [text, words, guess] : cases) {
+        const int index = GuessStr(text, CString(words), result, true);
+        EXPECT_EQ(Row(index, result), guess) << text << " in " << words;
     }
-}
-
-TEST(Guess, ScoresAreModulo32Bits) {
+    EXPECT_EQ(GuessStr("tsop", CString("start stop"), result, false), -1);
+    EXPECT_EQ(GuessStr("", CString("a  b"), result, false), 1);  // the empty word is equal
     const std::string s(65536, 'a');
-    CString result;
     EXPECT_EQ(GuessStr(s, List({s + 'b', "a"}), result, true), 1);  // 65536 times 65536 scores 0
 }
 
-TEST(Search, FromTheEndNeverLooksAtPositionZero) {
-    EXPECT_EQ(LastCharPos("a", 'a'), -1);
-    EXPECT_EQ(LastCharPos("ab", 'a'), -1);
-    EXPECT_EQ(LastCharPos("aba", 'a'), 2);
-    EXPECT_EQ(LastCharPos("", '\0'), -1);
-    EXPECT_EQ(PrevCharPos("aba", 'a', 1), -1);
-    EXPECT_EQ(PrevCharPos("aba", 'a', 2), 2);
-    EXPECT_EQ(PrevCharPos("aba", 'b', 1), 1);
-    EXPECT_EQ(PrevCharPos("aba", 'a', 0), -1);
-    EXPECT_EQ(FirstCharPos("aba", 'a'), 0);
-    EXPECT_EQ(FindStr("", ""), 0);
-    EXPECT_EQ(FindStr("ab", "abc"), -1);
-    EXPECT_EQ(FindStr("aaab", "ab"), 2);
+TEST(Search, ReadsNulAroundTheTextAndNeverPositionZeroFromTheEnd) {
+    EXPECT_EQ(Row(LastCharPos("ab", 'a'), LastCharPos("aba", 'a')), "-1|2|");
+    EXPECT_EQ(Row(PrevCharPos("aba", 'a', 1), PrevCharPos("aba", 'b', 1)), "-1|1|");
+    EXPECT_EQ(Row(PrevCharPos("aba", 'a', INT_MIN), PrevCharPos("aba", 'a', INT_MAX)), "-1|2|");
+    EXPECT_EQ(Row(PrevCharPos("aba", '\0', 2), PrevCharPos("aba", '\0', 3), PrevCharPos("", '\0', 0)),
+              "-1|3|-1|");
+    EXPECT_EQ(Row(NextCharPos("aba", '\0', -7), NextCharPos("aba", '\0', 3)), "-7|-1|");
+    EXPECT_EQ(Row(NextCharPos("aba", 'a', INT_MIN), NextCharPos("aba", 'a', 1)), "0|2|");
+    EXPECT_EQ(Row(FindStr("", ""), FindStr("ab", "abc")), "0|-1|");
 }
 
-TEST(Replace, LooksAgainFromTheStart) {
-    EXPECT_EQ(Raw(FindReplaceStr("aab", "ab", "b")), "b");
-    EXPECT_EQ(Raw(FindReplaceStr("aabb", "ab", "")), "");
-    EXPECT_EQ(Raw(FindReplaceStr("aab", "ab", "ba")), "baa");
-    EXPECT_EQ(Raw(FindReplaceStr("aab", "ab", "bba")), "bbbbaa");
-    EXPECT_EQ(Raw(FindReplaceStr("a  b   c", "  ", " ")), "a b c");
-    EXPECT_EQ(Raw(FindReplaceStr("abc", "x", "y")), "abc");
+TEST(Replace, LooksAgainFromTheStartButRefusesWhatWouldNeverEnd) {
+    EXPECT_EQ(Row(FindReplaceStr("aab", "ab", "b"), FindReplaceStr("aabb", "ab", "")), "b||");
+    EXPECT_EQ(Row(FindReplaceStr("aab", "ab", "ba"), FindReplaceStr("aab", "ab", "bba")), "baa|bbbbaa|");
+    EXPECT_EQ(Row(FindReplaceStr("a  b   c", "  ", " "), FindReplaceStr("abc", "x", "y")), "a b c|abc|");
+    EXPECT_EQ(Row(FindReplaceStr("abc", "", "x"), FindReplaceStr("abc", "b", "abc")), "abc|abc|");
 }
 
-TEST(Replace, RefusesWhatWouldNeverEnd) {
-    EXPECT_EQ(Raw(FindReplaceStr("abc", "", "x")), "abc");
-    EXPECT_EQ(Raw(FindReplaceStr("", "", "")), "");
-    EXPECT_EQ(Raw(FindReplaceStr("abc", "b", "b")), "abc");
-    EXPECT_EQ(Raw(FindReplaceStr("abc", "b", "abc")), "abc");
-}
-
-TEST(Joining, PutsASeparatorOnlyWhereNeitherSideHasOne) {
-    const char* const cases[][3] = {
-        {"dir", "file", "dir/file"},    {"dir/", "file", "dir/file"}, {"dir", "/file", "dir/file"},
-        {"dir/", "/file", "dir//file"}, {"", "file", "file"},         {"dir", "", "dir"},
-    };
-    for (const auto& c : cases) EXPECT_EQ(Raw(JoinStr(c[0], c[1], '/')), c[2]);
-
+TEST(Building, SeparatesAndPadsOnlyWhereSomethingIsMissing) {
+    EXPECT_EQ(Row(JoinStr("dir", "file", '/'), JoinStr("dir/", "file", '/')), "dir/file|dir/file|");
+    EXPECT_EQ(Row(JoinStr("dir", "/file", '/'), JoinStr("dir/", "/file", '/')), "dir/file|dir//file|");
+    EXPECT_EQ(Row(JoinStr("", "file", '/'), JoinStr("dir", "", '/')), "file|dir|");
+    EXPECT_EQ(Row(CheckFirstChar("", 'x'), CheckLastChar("", '\0')), "x||");
     const CStringList abc = List({"a", "b", "c"});
-    EXPECT_EQ(Raw(CollectStr(abc, ",;")), "a,b;c");
-    EXPECT_EQ(Raw(CollectStr(abc, ",")), "a,bc");
-    EXPECT_EQ(Raw(CollectStr(abc, ",,,,")), "a,b,c,,");
-    EXPECT_EQ(Raw(abc.Join(", ")), "a, b, c");
-    EXPECT_EQ(Raw(List({"", ""}).Join("-")), "-");
-    EXPECT_EQ(Raw(CStringList().Join("-")), "");
+    EXPECT_EQ(Row(CollectStr(abc, ","), CollectStr(abc, ",;,,")), "a,bc|a,b;c,,|");
+    EXPECT_EQ(Row(abc.Join(", "), List({"", ""}).Join("-")), "a, b, c|-|");
+    EXPECT_EQ(Row(EnumStr("f", -5, ".x", 7), EnumStr("f", 7, ".x", 0)), "f00-5.x|f7.x|");
+    EXPECT_EQ(Row(LeadStr("ab", 4), LeadStr("ab", 1)), "  ab|ab|");
+    EXPECT_EQ(Row(FillStr("a", '.', "b", 5), FillStr("a", '.', "b", INT_MIN)), "a...b|ab|");
+    EXPECT_EQ(Row(SignStr(258), SignStr(-2)), "\2\1\0\0|\xFE\xFF\xFF\xFF|"s);
 }
 
-TEST(Padding, ZerosStandBeforeTheSignAndNothingIsCut) {
-    EXPECT_EQ(Raw(EnumStr("f", 7, "", 4)), "f007");
-    EXPECT_EQ(Raw(EnumStr("f", -5, "", 5)), "f00-5");
-    EXPECT_EQ(Raw(EnumStr("f", 7, ".x", 0)), "f7.x");
-    EXPECT_EQ(Raw(LeadStr("ab", 4)), "  ab");
-    EXPECT_EQ(Raw(LeadStr("ab", 1)), "ab");
-    EXPECT_EQ(Raw(FillStr("a", '.', "b", 5)), "a...b");
-    EXPECT_EQ(Raw(FillStr("a", '.', "b", -2147483647 - 1)), "ab");
-    EXPECT_EQ(Raw(StringOfChars('x', -3)), "");
+TEST(Cutting, TakesSpacesOnlyAndAllButOneOfARun) {
+    EXPECT_EQ(Row(TrimStr("  \ta b\t "), TrimStr("   ")), "\ta b\t||");
+    const CCharset keep("12-"), drop("2");
+    EXPECT_EQ(Row(FilterStr("a1-b2", keep, drop, false), FilterStr("a1-b2", keep, drop, true)), "1-|a1-b|");
+    const CString runs("aa\0\0bb\0"s);  // the last NUL meets the one behind the text
+    EXPECT_EQ(Row(StripDupChars(runs), StripDupChars(runs, '\0'), StripDupChars(runs, 'b')),
+              "a\0b|aa\0bb|aa\0\0b\0|"s);
 }
 
-TEST(Trimming, TakesSpacesOnly) {
-    EXPECT_EQ(Raw(TrimStr("  a b\t ")), "a b\t");
-    EXPECT_EQ(Raw(TrimStr("   ")), "");
-    EXPECT_EQ(Raw(TrimStr("")), "");
-    EXPECT_EQ(Raw(StripDupChars("a,,,b", ',')), "a,b");
-    EXPECT_EQ(Raw(FilterStr("a1-b2", CCharset("12-"), CCharset("2"), false)), "1-");
-    EXPECT_EQ(Raw(FilterStr("a1-b2", CCharset("12-"), CCharset("2"), true)), "a1-b");
-}
-
-TEST(Quoting, IsAllOrNothing) {
-    const char* const cases[][3] = {
-        // text, quoted, unquoted
-        {"", R"("")", ""},    {R"(")", R"(""")", R"(")"},    {R"("")", R"("")", ""},
-        {"a", R"("a")", "a"}, {R"("a)", R"(""a")", R"("a)"}, {R"("a"b")", R"("a"b")", R"(a"b)"},
+TEST(Quoting, IsAllOrNothingAndShieldsCount) {
+    const char* const quotes[][2] = {
+        // text, quoted and unquoted
+        {"", R"(""||)"},    {R"(")", R"("""|"|)"},    {R"("")", R"(""||)"},
+        {"a", R"("a"|a|)"}, {R"("a)", R"(""a"|"a|)"}, {R"("a"b")", R"("a"b"|a"b|)"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(Raw(QuoteStr(c[0])), c[1]);
-        EXPECT_EQ(Raw(UnquoteStr(c[0])), c[2]);
-    }
-}
+    for (const auto& [text, both] : quotes) EXPECT_EQ(Row(QuoteStr(text), UnquoteStr(text)), both);
 
-TEST(Shielding, TakesBackslashesThatAreThereForShields) {
-    const struct {
-        const char *text, *chars, *shielded, *unshielded;
-    } cases[] = {
-        {R"(a;b)", ";", R"(a\;b)", R"(a;b)"}, {R"(a\;b)", ";", R"(a\;b)", R"(a;b)"},
-        {R"(\x)", ";", R"(\\x)", R"(\x)"},    {R"(\\;)", ";", R"(\\\\;)", R"(\\;)"},
-        {R"(\)", ";", R"(\)", R"(\)"},        {R"(\\)", R"(\)", R"(\\)", R"(\)"},
-        {R"(a;\)", "", R"(a;\)", R"(a;\)"},
+    const char* const shields[][3] = {
+        // text, members, shielded and unshielded
+        {R"(a;b)", ";", R"(a\;b|a;b|)"},  {R"(a\;b)", ";", R"(a\;b|a;b|)"}, {R"(\x)", ";", R"(\\x|\x|)"},
+        {R"(\\;)", ";", R"(\\\\;|\\;|)"}, {R"(\)", ";", R"(\|\|)"},         {R"(\\)", R"(\)", R"(\\|\|)"},
+        {R"(a;\)", "", R"(a;\|a;\|)"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(Raw(ShieldChars(c.text, c.chars)), c.shielded) << c.text;
-        EXPECT_EQ(Raw(UnshieldChars(c.text, c.chars)), c.unshielded) << c.text;
-    }
-    EXPECT_EQ(Raw(ShieldSpaces(R"(a b\ c\x\\ )")), R"(a\ b\ c\x\\\ )");
-    EXPECT_EQ(Raw(UnshieldSpaces(R"(a\ b\x\\ \)")), R"(a b\x\\ \)");
+    for (const auto& [text, members, both] : shields)
+        EXPECT_EQ(Row(ShieldChars(text, members), UnshieldChars(text, members)), both) << text;
+    EXPECT_EQ(Row(ShieldSpaces(R"(a b\ c\x\\ )"), UnshieldSpaces(R"(a\ b\x\\ \)")),
+              R"(a\ b\ c\x\\\ |a b\x\\ \|)");
 }

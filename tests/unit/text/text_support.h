@@ -1,57 +1,35 @@
-// What the tests of the text library share.
+// What the tests of the text library share. Texts are equal up to a NUL, so tests compare their raw bytes.
 #pragma once
 
-#include <stdlib.h>
-
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <concepts>
 #include <string>
 #include <vector>
 
 #include "stlstrings.h"
 
-using Strings = std::vector<std::string>;
+std::string Raw(std::integral auto number) {
+    return std::to_string(number);
+}
 
 inline std::string Raw(const CString& s) {
     return s.GetString();
 }
 
-inline Strings Raw(const CStringList& list) {
-    Strings all;
-    for (int i = 0; i < list.GetCount(); ++i) all.push_back(list[i].GetString());
+/// Every text followed by a bar: "a|b|".
+inline std::string Raw(const CStringList& list) {
+    std::string all;
+    for (int i = 0; i < list.GetCount(); ++i) all += Raw(list[i]) + '|';
     return all;
 }
 
-inline CStringList List(const Strings& texts) {
+/// Results of related calls side by side, in the same way.
+template <typename... Results>
+std::string Row(const Results&... results) {
+    return ((Raw(results) + '|') + ...);
+}
+
+inline CStringList List(const std::vector<std::string>& texts) {
     CStringList list;
     for (const auto& each : texts) list << each;
     return list;
 }
-
-/// A folder of its own, gone with the object.
-class Folder {
-  public:
-    Folder() {
-        std::string pattern = std::filesystem::temp_directory_path() / "text.XXXXXX";
-        path_ = mkdtemp(pattern.data()) ? pattern : throw std::filesystem::filesystem_error(pattern, {});
-    }
-    ~Folder() { std::filesystem::remove_all(path_); }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-
-    std::string Path(const std::string& name = "") const { return path_ / name; }
-
-    std::string Write(const std::string& content) const {
-        std::ofstream(Path("file"), std::ios::binary) << content;
-        return Path("file");
-    }
-
-    std::string Read() const {
-        std::ifstream in(Path("file"), std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
-
-  private:
-    std::filesystem::path path_;
-};
