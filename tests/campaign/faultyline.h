@@ -15,7 +15,7 @@ struct LineFaults {
     double slow = 0;     ///< delivered later, by up to `slow_ms`
     int slow_ms = 0;
     bool in_order = true;  ///< what follows a slow frame waits behind it; else it overtakes
-    double mangled = 0;  ///< delivered with bits flipped, as only a node that is broken itself would send it
+    double mangled = 0;    ///< delivered with bits flipped, as by a node that is broken itself
 };
 
 class FaultyLine {

@@ -2,38 +2,26 @@
 // of the job.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdio>
-#include <iterator>
 #include <optional>
 #include <string>
 
 #include "membus.h"
 #include "sessionwatch.h"
 
+using membus::PfOf;
+using membus::ReplyOf;
 using membus::TheBus;
 
 namespace {
 
-/// A session with two groups of four packets, in the pass after its start download was accepted and the
-/// device gave the go-ahead, and the replies of a device that the test plays.
+/// A session with two groups of four packets, and the replies of a device that the test plays.
 class Limits : public testing::Test {
   protected:
     Limits() {
-        TheBus() = {};
-        session.m_canhandle = new CAN_Port{membus::kDescriptor, 0};
-        session.m_canport = 0x01;
-        session.m_devtype = 0x10;
-        session.m_updateaddress = 0x20;
-        session.m_chargeaddress = 0xE0;
-        for (const unsigned int address : {1024U, 2048U}) {
-            s_addnode& group = session.m_addlist.emplace_back();
-            group.addrstate = -1;
-            group.address = address;
-            group.count = 4;
-            group.dataqueue.resize(4);
-            for (s_datanode& packet : group.dataqueue) packet.frame.can_id = 0x9079E08AU;
-        }
+        membus::Attach(session);
+        membus::AddGroup(session, 1024, 4);
+        membus::AddGroup(session, 2048, 4);
         watch.emplace(session);
         testing::internal::CaptureStdout();
     }
@@ -42,25 +30,15 @@ class Limits : public testing::Test {
         if (HasFailure()) std::puts(printed.c_str());
     }
 
-    void Reply(unsigned int pf, unsigned char status = 0) {
-        can_frame frame{};
-        frame.can_id = 0x90008AE0U | pf << 16;
-        frame.can_dlc = 8;
-        const unsigned char data[] = {0x01, 0x10, 0x20, status};
-        std::copy(std::begin(data), std::end(data), frame.data);
-        TheBus().Deliver(frame);
-    }
+    static void Reply(unsigned int pf, unsigned char status = 0) { TheBus().Deliver(ReplyOf(pf, status)); }
 
     /// Runs passes and answers each heartbeat, unless the device is mute. Counts what the session sends.
     void Run(int passes) {
         for (; passes > 0 && session.m_finished != 1; --passes) {
             ASSERT_EQ(watch->Pass(session), "");
             for (const can_frame& frame : TheBus().written) {
-                const unsigned int pf = frame.can_id >> 16 & 0xFF;
-                ++sent[pf];
-                can_frame answer = frame;
-                answer.can_id = 0x90718AE0U;
-                if (pf == 0x70 && !mute) TheBus().Deliver(answer);
+                ++sent[PfOf(frame)];
+                if (PfOf(frame) == 0x70 && !mute) membus::SayYes(frame);
             }
         }
     }
@@ -71,13 +49,22 @@ class Limits : public testing::Test {
         ASSERT_EQ(sent[pf], before + 1);
     }
 
-    void ComeToGroups() {
+    void ComeToGoAhead() {
         RunUntilSent(0x72);
         Reply(0x73);
         RunUntilSent(0x74);
         Reply(0x75);
+    }
+
+    void ComeToGroups() {
+        ComeToGoAhead();
         Reply(0x76);
         RunUntilSent(0x77);
+    }
+
+    void ExpectEnded(int with) const {
+        EXPECT_EQ(session.m_finished, 1);
+        EXPECT_EQ(session.m_errorcode, with);
     }
 
     canframe session;
@@ -99,15 +86,11 @@ TEST_F(Limits, VerdictGivenTwiceConfirmsAGroupThatWasNeverSentAndTheProgramCheck
     RunUntilSent(0x7C);
     Reply(0x7D, 1);
     Run(1);
-    EXPECT_EQ(session.m_finished, 1);
-    EXPECT_EQ(session.m_errorcode, 5);
+    ExpectEnded(5);
 }
 
 TEST_F(Limits, LostGoAheadIsNeverAskedForWhileTheHeartbeatsAreAnswered) {
-    RunUntilSent(0x72);
-    Reply(0x73);
-    RunUntilSent(0x74);
-    Reply(0x75);
+    ComeToGoAhead();
     Run(5000);
     EXPECT_EQ(session.m_runstep, -2);
     EXPECT_EQ(session.m_finished, 0);
@@ -122,8 +105,7 @@ TEST_F(Limits, LostGoAheadIsNeverAskedForWhileTheHeartbeatsAreAnswered) {
 TEST_F(Limits, EveryResendOfAGroupStartCountsAsAStart) {
     ComeToGroups();
     Run(200);
-    EXPECT_EQ(session.m_finished, 1);
-    EXPECT_EQ(session.m_errorcode, 12);
+    ExpectEnded(12);
     EXPECT_EQ(sent[0x77], 3);
     EXPECT_EQ(sent[0x79], 0) << "the group was never sent";
 }
@@ -142,8 +124,7 @@ TEST_F(Limits, AnybodysResetReplyEndsTheJobAsASuccess) {
     ComeToGroups();
     Reply(0x7F, 0xAA);
     Run(1);
-    EXPECT_EQ(session.m_finished, 1);
-    EXPECT_EQ(session.m_errorcode, 0);
+    ExpectEnded(0);
     EXPECT_EQ(sent[0x79], 0) << "nothing of the image was sent";
 }
 
@@ -161,8 +142,7 @@ TEST_F(Limits, EndingCodeGivesWayToAReplyInItsLastPass) {
     EXPECT_EQ(session.m_errorcode, 12);
     Reply(0x71, 0);  // another sequence number than the last heartbeat's
     Run(1);
-    EXPECT_EQ(session.m_finished, 1);
-    EXPECT_EQ(session.m_errorcode, 1) << "the last code set is recorded, and it is not a success";
+    ExpectEnded(1);  // the last code set is recorded, and it is not a success
 }
 
 TEST_F(Limits, FloodOfRepliesLetsUnansweredHeartbeatsPileUpUntilItIsOver) {

@@ -1,34 +1,25 @@
 #include "world.h"
 
-#include <algorithm>
+#include <iterator>
 
 #include "fakeclock.h"
 #include "fakewait.h"
 #include "sqlrows.h"
 
+using membus::PfOf;
+using membus::ReplyOf;
 using membus::TheBus;
 
 namespace {
 
-constexpr unsigned char kAddressBytes[] = {0x01, 0x10, 0x20};
-constexpr std::size_t kReceiveQueue = 200;  // frames that wait for the updater; what follows is lost
-
-unsigned int PfOf(const can_frame& frame) {
-    return frame.can_id >> 16 & 0xFF;
-}
-
-can_frame ReplyOf(unsigned int pf, unsigned char status) {
-    can_frame frame{};
-    frame.can_id = 0x90008AE0U | pf << 16;
-    frame.can_dlc = 8;
-    std::ranges::copy(kAddressBytes, frame.data);
-    frame.data[3] = status;
-    return frame;
-}
-
 /// A reply that ends a job with success, or leads there without the device having to do anything more.
 bool SaysYes(const can_frame& frame) {
     return PfOf(frame) == 0x7F || (PfOf(frame) == 0x7D && frame.data[3] == 0);
+}
+
+void Deliver(const can_frame& frame) {
+    constexpr std::size_t kReceiveQueue = 200;  // frames that wait for the updater; what follows is lost
+    if (TheBus().arrivals.size() < kReceiveQueue) TheBus().Deliver(frame);
 }
 
 }  // namespace
@@ -42,23 +33,20 @@ World::World(const BenchDir& bench, const Job& job, const Disturbance& disturban
       out_(disturbance.to_device, random),
       in_(disturbance.to_updater, random) {
     settings_.plan = job.plan;
-    settings_.seed = static_cast<std::uint32_t>(random());
     settings_.faults = disturbance.device;
-    device_.emplace(settings_);
-    TheBus() = {};
+    StartDevice();
 }
 
-void World::Load() {
-    // No two jobs may share a second: the time of packing is a job's key.
-    fakeclock::Set((fakeclock::Now() / 1'000'000 + 1) * 1'000'000);
-    const std::string path = bench_.Write(job_.name, image_);
-    session_.m_canhandle = new CAN_Port{membus::kDescriptor, 0};
-    session_.SetAddress(kAddressBytes[0], 0xE0, kAddressBytes[1], kAddressBytes[2]);
-    session_.LoadData(path.c_str());
+void World::StartDevice() {
+    settings_.seed = static_cast<std::uint32_t>(random_());
+    device_.emplace(settings_);
 }
 
 Outcome World::Run() {
-    Load();
+    // No two jobs may share a second: the time of packing is a job's key.
+    fakeclock::Set((fakeclock::Now() / 1'000'000 + 1) * 1'000'000);
+    membus::Attach(session_);
+    session_.LoadData(bench_.Write(job_.name, image_).c_str());
     SessionWatch watch(session_);
     while (session_.m_finished != 1 && passes < kMaxPasses && fault.empty()) RunPass(watch);
     if (session_.m_finished != 1) session_.m_errorcode = kResultInterrupted;
@@ -111,46 +99,38 @@ void World::NoteYes(const can_frame& reply) {
     yes_said_[PfOf(reply)] = yes_said_[PfOf(reply)] || by_itself;
 }
 
-void World::Deliver(const can_frame& frame) {
-    if (TheBus().arrivals.size() < kReceiveQueue) TheBus().Deliver(frame);
-}
-
 void World::Disturb() {
     const Disturbance& d = disturbance_;
-    if (d.deaf_from != 0 && passes == d.deaf_from + d.deaf_passes && d.forgets) StartDeviceAnew();
+    if (d.deaf_from != 0 && passes == d.deaf_from + d.deaf_passes && d.forgets) {
+        StartDevice();
+        in_.Drop();
+    }
     if (d.held_from != 0 && passes == d.held_from) in_.HoldUntil(now_ms_ + d.held_ms);
-    if (d.forged_at != 0 && passes == d.forged_at) SendForged();
+    if (d.forged_at != 0 && passes == d.forged_at) {
+        forged_ = true;
+        Deliver(Any(2) == 0 ? ReplyOf(0x7D) : ReplyOf(0x7F, 0xAA));
+    }
     if (Happens(d.stray)) SendStray();
     if (Happens(d.full_queue)) TheBus().refuses = !TheBus().refuses;
     if (Happens(d.broken_reads)) TheBus().arrivals.push_front({Any(17) - 1, ReplyOf(0x7F, 0xAA)});
     for (int i = 0; i < 2; ++i) {
         if (!Happens(d.chatter / 2)) continue;
-        const can_frame frame =
-            ReplyOf(static_cast<unsigned int>(Any(0x70)), static_cast<unsigned char>(Any(256)));
-        if (PfOf(frame) != 0x08) Deliver(frame);
+        const auto data = static_cast<unsigned char>(Any(256));
+        const auto pf = static_cast<unsigned int>(Any(0x70));
+        if (pf != 0x08) Deliver(ReplyOf(pf, data));
     }
-}
-
-void World::StartDeviceAnew() {
-    settings_.seed = static_cast<std::uint32_t>(random_());
-    device_.emplace(settings_);
-    in_.Drop();
 }
 
 /// Any reply but a yes, with bytes that may or may not fit.
 void World::SendStray() {
     constexpr unsigned char kReplies[] = {0x71, 0x73, 0x75, 0x76, 0x78, 0x7B, 0x7B};
     constexpr unsigned char kStatus[] = {0, 0, 0x55, 0xAA, 0x66};
-    can_frame frame = ReplyOf(AnyOf(kReplies), AnyOf(kStatus));
+    const unsigned char status = kStatus[random_() % std::size(kStatus)];
+    can_frame frame = ReplyOf(kReplies[random_() % std::size(kReplies)], status);
     for (int i = 4; i < 8; ++i) frame.data[i] = static_cast<unsigned char>(random_());
     if (Any(4) == 0) frame.data[Any(3)] = static_cast<unsigned char>(random_());
     if (Any(8) == 0) frame = ReplyOf(Any(2) == 0 ? 0x08 : 0x7D, 0x01);
     Deliver(frame);
-}
-
-void World::SendForged() {
-    forged_ = true;
-    Deliver(Any(2) == 0 ? ReplyOf(0x7D, 0) : ReplyOf(0x7F, 0xAA));
 }
 
 /// The address bytes of another device, or another group's address.
@@ -163,14 +143,13 @@ void World::SpoilAddress(can_frame& frame) {
 }
 
 Outcome World::Judge() {
-    if (!fault.empty()) return Outcome::kWrong;
-    if (!session_.m_addlist.empty()) {
-        fault = "cache not clean";
-    } else if (!RowSays(session_.m_errorcode)) {
+    const auto rows = SqlRows(bench_.StagingFile(), "SELECT state,result FROM tag_history WHERE timestamp=" +
+                                                        std::to_string(session_.m_history.timestamp));
+    if (fault.empty() && !session_.m_addlist.empty()) fault = "cache not clean";
+    if (fault.empty() && rows != std::vector{"1|" + std::to_string(session_.m_errorcode)})
         fault = "the job's row does not hold its result";
-    } else if (session_.m_finished != 1 && passes - last_sign_ > 100) {
+    if (fault.empty() && session_.m_finished != 1 && passes - last_sign_ > 100)
         fault = "neither over nor trying";
-    }
     if (!fault.empty()) return Outcome::kWrong;
     if (session_.m_finished != 1) return Outcome::kTrying;
     if (session_.m_errorcode != 0) return Outcome::kRefused;
@@ -183,11 +162,4 @@ Outcome World::Judge() {
     if (forged_) return Outcome::kDeceived;
     fault = "result 0, but the device does not hold the image";
     return Outcome::kWrong;
-}
-
-bool World::RowSays(int result) const {
-    const std::string query = "SELECT state,result FROM tag_history WHERE timestamp=" +
-                              std::to_string(session_.m_history.timestamp);
-    const std::vector<std::string> rows = SqlRows(bench_.StagingFile(), query);
-    return rows.size() == 1 && rows[0] == "1|" + std::to_string(result);
 }

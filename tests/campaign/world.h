@@ -37,8 +37,7 @@ enum class Outcome {
     kRecovered,  ///< result 0, later
     kRefused,    ///< ended with a fault's code
     kTrying,     ///< still trying by the protocol's rules when its passes were over
-    kDeceived,   ///< result 0 without the image, after a forged or mangled yes: the protocol takes anybody's
-                 ///< word
+    kDeceived,   ///< result 0 without the image, after a forged or mangled yes
     kWrong,      ///< anything else
 };
 
@@ -58,8 +57,8 @@ class World {
     /// `random` lives longer than the world, and so does the bench.
     World(const BenchDir& bench, const Job& job, const Disturbance& disturbance, std::mt19937& random);
 
-    /// Runs the job to its end, at most `kMaxPasses`, and records its result. What is wrong with it is in
-    /// `fault`.
+    /// Runs the job to its end, at most `kMaxPasses`, and records its result. `fault` says what is wrong with
+    /// it.
     Outcome Run();
 
     static constexpr int kMaxPasses = 12000;
@@ -67,26 +66,18 @@ class World {
     int passes = 0;
 
   private:
-    void Load();
     void RunPass(SessionWatch& watch);
     void CarryOut();
     void CarryIn();
     void Disturb();
     void NoteYes(const can_frame& reply);
-    void StartDeviceAnew();
-    void Deliver(const can_frame& frame);
+    void StartDevice();
     void SendStray();
-    void SendForged();
     void SpoilAddress(can_frame& frame);
     bool Happens(double chance) { return std::uniform_real_distribution<>(0, 1)(random_) < chance; }
     int Any(int limit) { return static_cast<int>(random_() % static_cast<unsigned int>(limit)); }
-    template <std::size_t kSize>
-    unsigned char AnyOf(const unsigned char (&values)[kSize]) {
-        return values[random_() % kSize];
-    }
     bool IsDeaf() const;
     Outcome Judge();
-    bool RowSays(int result) const;
 
     const BenchDir& bench_;
     Job job_;

@@ -1,13 +1,21 @@
-// Takes a fuzzer's bytes apart, from front to back; where they end, everything reads as zero.
+// What the fuzz targets share: their bytes taken apart, and an end for what is not as it must be.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <span>
 #include <string>
 
+[[noreturn]] inline void Fail(const std::string& what) {
+    std::fprintf(stderr, "%s\n", what.c_str());
+    std::abort();
+}
+
+/// Reads from front to back; where the bytes end, everything reads as zero.
 class Input {
   public:
     Input(const std::uint8_t* bytes, std::size_t size) : rest_(bytes, size) {}
@@ -26,6 +34,11 @@ class Input {
 
     /// One of 0 to limit - 1; limit is at most 65536.
     int Below(int limit) { return (limit <= 256 ? Take<std::uint8_t>() : Take<std::uint16_t>()) % limit; }
+
+    template <typename Value, std::size_t kSize>
+    Value OneOf(const Value (&values)[kSize]) {
+        return values[Below(kSize)];
+    }
 
     bool Flag() { return Below(2) == 1; }
 

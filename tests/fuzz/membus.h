@@ -1,5 +1,5 @@
 // A bus in memory for programs linked with membus.cpp: what the port reads and writes never leaves the
-// process, so a pass costs well under a microsecond.
+// process.
 #pragma once
 
 #include <linux/can.h>
@@ -8,10 +8,9 @@
 #include <optional>
 #include <vector>
 
-namespace membus {
+#include "canframe.h"
 
-/// The descriptor whose reads and writes come here; all others are the system's.
-constexpr int kDescriptor = 1 << 20;
+namespace membus {
 
 /// What one read gives: `length` bytes of the frame, or a failure of the interface for a negative one.
 struct Arrival {
@@ -31,5 +30,21 @@ struct Bus {
 
 /// The one bus of the process.
 Bus& TheBus();
+
+/// Puts the session on an empty bus, for a job of port 1 with the device e0 10 20.
+void Attach(canframe& session);
+
+/// Appends a group to the send cache whose packets carry their index.
+void AddGroup(canframe& session, unsigned int address, int packets);
+
+inline unsigned int PfOf(const can_frame& frame) {
+    return frame.can_id >> 16 & 0xFF;
+}
+
+/// A reply in that job, the bytes behind the status zero.
+can_frame ReplyOf(unsigned int pf, unsigned char status = 0);
+
+/// Delivers the answer of a device that says yes to everything.
+void SayYes(const can_frame& command);
 
 }  // namespace membus

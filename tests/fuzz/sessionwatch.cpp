@@ -2,40 +2,27 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
+using membus::PfOf;
 using membus::TheBus;
 
 namespace {
-
-unsigned int PfOf(const can_frame& frame) {
-    return frame.can_id >> 16 & 0xFF;
-}
 
 constexpr int kNoStep = -3;
 constexpr unsigned int kResendPasses = 51;  // 50 to count the timer down, and the one that finds it run out
 
 /// The step that sends this command, or kNoStep.
 int StepOf(unsigned int pf) {
-    switch (pf) {
-        case 0x72:
-            return 3;
-        case 0x74:
-            return 4;
-        case 0x77:
-            return 5;
-        case 0x7A:
-            return 7;
-        case 0x7C:
-            return 8;
-        case 0x7E:
-            return 9;
-        default:
-            return kNoStep;
+    constexpr std::pair<unsigned int, int> kSteps[] = {{0x72, 3}, {0x74, 4}, {0x77, 5},
+                                                       {0x7A, 7}, {0x7C, 8}, {0x7E, 9}};
+    for (const auto& [command, step] : kSteps) {
+        if (command == pf) return step;
     }
+    return kNoStep;
 }
 
-/// The PF of the frame that the pass took; 0 without one, and for one with a standard identifier, which has
-/// none.
+/// The PF of the frame that the pass took; 0 without one, and for a standard identifier, which has none.
 unsigned int ReplyPf() {
     const auto& taken = TheBus().taken;
     return taken && (taken->can_id & (CAN_EFF_FLAG | CAN_ERR_FLAG)) != 0 ? PfOf(*taken) : 0;
@@ -63,26 +50,17 @@ std::string SessionWatch::Pass(canframe& session) {
     packid_ = session.m_packid;
     heartmiss_ = session.m_heartmiss;
     session.Runloop();
-    std::string broken = Broken();
-    if (broken.empty()) broken = BrokenPace();
-    Remember();
-    return broken;
-}
-
-void SessionWatch::Remember() {
+    std::string first;
+    for (const std::string& broken : {BrokenNumbers(), BrokenReception(), BrokenGroups(), BrokenLink(),
+                                      BrokenEnd(), BrokenWrites(), BrokenPace()}) {
+        if (first.empty()) first = broken;
+    }
     for (Group& group : groups_) {
         group.state = group.node->state;
         group.addrstate = group.node->addrstate;
         group.sendcount = group.node->sendcount;
     }
-}
-
-std::string SessionWatch::Broken() const {
-    for (const std::string& broken :
-         {BrokenNumbers(), BrokenReception(), BrokenGroups(), BrokenLink(), BrokenEnd(), BrokenWrites()}) {
-        if (!broken.empty()) return broken;
-    }
-    return "";
+    return first;
 }
 
 std::string SessionWatch::BrokenNumbers() const {

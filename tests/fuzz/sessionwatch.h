@@ -1,5 +1,4 @@
-// Watches a session on the bus in memory, pass by pass, for what may never happen to it, whatever it
-// receives.
+// Watches a session on the bus in memory, pass by pass, for what may never happen, whatever it receives.
 #pragma once
 
 #include <string>
@@ -13,8 +12,8 @@ class SessionWatch {
     /// The session must outlive the watch and hold its send cache already.
     explicit SessionWatch(const canframe& session);
 
-    /// Runs one pass. Empty, or in a few words what it broke. The bus's `written` and `taken` are this pass's
-    /// after it.
+    /// Runs one pass. Empty, or in a few words what it broke. The bus's `written` and `taken` are this
+    /// pass's.
     std::string Pass(canframe& session);
 
   private:
@@ -26,8 +25,6 @@ class SessionWatch {
         bool foreign;  ///< came with a state of its own, as a damaged staging file may give it
     };
 
-    void Remember();
-    std::string Broken() const;
     std::string BrokenNumbers() const;
     std::string BrokenReception() const;
     std::string BrokenGroups() const;
@@ -43,6 +40,5 @@ class SessionWatch {
     std::size_t mailbox_ = 0;  ///< before the pass, as are the next two
     int packid_ = 0;
     unsigned int heartmiss_ = 0;
-    unsigned int last_queued_[256] =
-        {};  ///< pass in which a command was queued last; 0: it may be queued at once
+    unsigned int last_queued_[256] = {};  ///< a command's last pass; 0: it may be queued at once
 };

@@ -2,8 +2,7 @@
 // from as far as it goes, and nothing of it leads outside.
 #include <sqlite3.h>
 
-#include <cstdio>
-#include <cstdlib>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -13,115 +12,78 @@
 #include "db.h"
 #include "input.h"
 #include "jobs.h"
+#include "membus.h"
 #include "sessionwatch.h"
-
-using membus::TheBus;
 
 namespace {
 
-[[noreturn]] void Fail(const std::string& what) {
-    std::fprintf(stderr, "%s\n", what.c_str());
-    std::abort();
+const BenchDir bench;
+const std::string pristine = [] {
+    db().DB_CreateTable(kStagingFile, nullptr);
+    return BenchDir::Read(bench.StagingFile());
+}();
+
+void Bind(sqlite3_stmt* insert, int column, Input& input) {
+    // Values that fit one another, so that groups find their packets. What is not bound is NULL.
+    constexpr const char* kUsual[] = {"0",        "-1", "7", "00000400", "00000800",
+                                      "1079e08a", "8",  "1", "2",        "0110200011223344"};
+    const int kind = input.Below(5);
+    if (kind == 0) sqlite3_bind_int64(insert, column, input.Take<std::int64_t>());
+    if (kind == 1 || kind == 2) {
+        const std::string bytes = input.Field();
+        const int length = static_cast<int>(bytes.size());
+        if (kind == 1) sqlite3_bind_text(insert, column, bytes.data(), length, SQLITE_TRANSIENT);
+        if (kind == 2) sqlite3_bind_blob(insert, column, bytes.data(), length, SQLITE_TRANSIENT);
+    }
+    if (kind == 3) sqlite3_bind_text(insert, column, input.OneOf(kUsual), -1, SQLITE_STATIC);
 }
 
-class StagingFile {
-  public:
-    StagingFile() {
-        std::filesystem::remove(bench_.StagingFile() + "-journal");  // of a damaged file before
-        bench_.Write("mnt/nandflash/app/chargeupdate.db", pristine_);
-    }
-
-    /// Puts in the rows that the input tells, and then changes bytes of the file, if it says so.
-    void Fill(Input& input) {
-        sqlite3* handle = nullptr;
-        sqlite3_open(bench_.StagingFile().c_str(), &handle);
-        sqlite3_exec(handle, "PRAGMA synchronous=OFF; PRAGMA journal_mode=OFF; BEGIN", nullptr, nullptr,
-                     nullptr);
-        for (int jobs = input.Below(4); jobs > 0; --jobs) Insert(handle, input, "tag_history", 12);
-        for (int rows = input.Below(6); rows > 0; --rows) Insert(handle, input, "tag_infor", 7);
-        for (int rows = input.Below(12); rows > 0; --rows) Insert(handle, input, "tag_data", 7);
-        sqlite3_exec(handle, "COMMIT", nullptr, nullptr, nullptr);
-        sqlite3_close(handle);
-        for (int damages = input.Below(9) - 4; damages > 0; --damages) Damage(input);
-    }
-
-    static const std::filesystem::path& Folder() { return bench_.Root(); }
-
-  private:
-    static void Insert(sqlite3* handle, Input& input, const std::string& table, int columns) {
-        std::string statement = "INSERT INTO " + table + " VALUES(NULL";
-        for (int i = 0; i < columns; ++i) statement += ",?";
+void Insert(sqlite3* handle, Input& input, int rows, const std::string& table, int columns) {
+    std::string statement = "INSERT INTO " + table + " VALUES(NULL";
+    for (int i = 0; i < columns; ++i) statement += ",?";
+    for (; rows > 0; --rows) {
         sqlite3_stmt* insert = nullptr;
         if (sqlite3_prepare_v2(handle, (statement + ")").c_str(), -1, &insert, nullptr) != SQLITE_OK) return;
         for (int i = 1; i <= columns; ++i) Bind(insert, i, input);
         sqlite3_step(insert);
         sqlite3_finalize(insert);
     }
+}
 
-    static void Bind(sqlite3_stmt* insert, int column, Input& input) {
-        // Values that fit one another, so that groups find their packets.
-        constexpr const char* kUsual[] = {"0",        "-1", "7", "00000400", "00000800",
-                                          "1079e08a", "8",  "1", "2",        "0110200011223344"};
-        switch (input.Below(5)) {
-            case 0:
-                sqlite3_bind_int64(insert, column, input.Take<std::int64_t>());
-                break;
-            case 1: {
-                const std::string text = input.Field();
-                sqlite3_bind_text(insert, column, text.data(), static_cast<int>(text.size()),
-                                  SQLITE_TRANSIENT);
-                break;
-            }
-            case 2: {
-                const std::string bytes = input.Field();
-                sqlite3_bind_blob(insert, column, bytes.data(), static_cast<int>(bytes.size()),
-                                  SQLITE_TRANSIENT);
-                break;
-            }
-            case 3:
-                sqlite3_bind_text(insert, column, kUsual[input.Below(std::size(kUsual))], -1, SQLITE_STATIC);
-                break;
-            default:
-                break;  // NULL
-        }
-    }
-
-    void Damage(Input& input) {
-        std::fstream file(bench_.StagingFile(), std::ios::in | std::ios::out | std::ios::binary);
+/// A new staging file with the rows that the input tells, and then with bytes changed, if it says so.
+void MakeStagingFile(Input& input) {
+    std::filesystem::remove(bench.StagingFile() + "-journal");  // of a damaged file before
+    bench.Write("mnt/nandflash/app/chargeupdate.db", pristine);
+    sqlite3* handle = nullptr;
+    sqlite3_open(bench.StagingFile().c_str(), &handle);
+    sqlite3_exec(handle, "PRAGMA synchronous=OFF; PRAGMA journal_mode=OFF; BEGIN", nullptr, nullptr, nullptr);
+    Insert(handle, input, input.Below(4), "tag_history", 12);
+    Insert(handle, input, input.Below(6), "tag_infor", 7);
+    Insert(handle, input, input.Below(12), "tag_data", 7);
+    sqlite3_exec(handle, "COMMIT", nullptr, nullptr, nullptr);
+    sqlite3_close(handle);
+    for (int damages = input.Below(9) - 4; damages > 0; --damages) {
+        std::fstream file(bench.StagingFile(), std::ios::in | std::ios::out | std::ios::binary);
         file.seekp(input.Take<std::uint16_t>());
         const std::string bytes = input.Field();
         file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     }
-
-    static const BenchDir bench_;
-    static const std::string pristine_;
-};
-
-const BenchDir StagingFile::bench_;
-const std::string StagingFile::pristine_ = [] {
-    db().DB_CreateTable(kStagingFile, nullptr);
-    return BenchDir::Read(bench_.StagingFile());
-}();
-
-int PlausibleBytes(const std::list<s_addnode>& cache) {
-    int total = 0;
-    for (const s_addnode& group : cache) {
-        for (const s_datanode& packet : group.dataqueue) {
-            const int length = packet.frame.can_dlc - 4;
-            if (length >= 0 && length <= 4 && packet.dataid >= 0 && packet.dataid < 260) total += length;
-        }
-    }
-    return total;
 }
 
 void SelfCheck(std::list<s_addnode> cache) {
-    const std::filesystem::path out = StagingFile::Folder() / "self-check";
-    const int most = PlausibleBytes(cache);
+    std::size_t most = 0;
+    for (const s_addnode& group : cache) {
+        for (const s_datanode& packet : group.dataqueue) {
+            const int length = packet.frame.can_dlc - 4;
+            const bool plausible = length >= 0 && length <= 4 && packet.dataid >= 0 && packet.dataid < 260;
+            if (plausible) most += static_cast<std::size_t>(length);
+        }
+    }
+    const std::filesystem::path out = bench.Root() / "self-check";
     std::filesystem::remove(out);
     Load().Load_UnitTest(&cache, out.c_str());
-    if (!std::filesystem::exists(out) || std::filesystem::file_size(out) > static_cast<unsigned int>(most)) {
+    if (!std::filesystem::exists(out) || std::filesystem::file_size(out) > most)
         Fail("the self-check wrote more than the packets carry, or nothing");
-    }
     for (const s_addnode& group : cache) {
         if (!group.dataqueue.empty()) Fail("the self-check left packets");
     }
@@ -129,25 +91,15 @@ void SelfCheck(std::list<s_addnode> cache) {
 
 /// A job from the loaded cache, with a device that says yes to everything.
 void Send(const std::list<s_addnode>& cache) {
-    TheBus() = {};
     canframe session;
-    session.m_canhandle = new CAN_Port{membus::kDescriptor, 0};
-    session.m_chargeaddress = 0xE0;
+    membus::Attach(session);
     session.m_addlist = cache;
     session.m_heartseq = 4;
     SessionWatch watch(session);
     for (int pass = 0; pass < 300 && session.m_finished != 1; ++pass) {
         const std::string broken = watch.Pass(session);
         if (!broken.empty()) Fail(broken);
-        for (can_frame reply : TheBus().written) {
-            const unsigned int pf = reply.can_id >> 16 & 0xFF;
-            reply.can_id = 0x90008AE0U | (pf + 1) << 16;
-            if (pf == 0x72 || pf == 0x7C) reply.data[3] = 0;
-            if (pf == 0x7A) reply.data[3] = 0xAA;
-            if (pf != 0x79) TheBus().Deliver(reply);
-            reply.can_id = 0x90768AE0U;
-            if (pf == 0x74) TheBus().Deliver(reply);
-        }
+        std::ranges::for_each(membus::TheBus().written, membus::SayYes);
     }
 }
 
@@ -155,8 +107,7 @@ void Send(const std::list<s_addnode>& cache) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     Input input(bytes, size);
-    StagingFile file;
-    file.Fill(input);
+    MakeStagingFile(input);
 
     s_history record{};
     std::list<s_addnode> cache;

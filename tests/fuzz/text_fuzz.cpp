@@ -2,23 +2,17 @@
 // measured by something simpler that must hold of its result.
 #include <algorithm>
 #include <climits>
-#include <cstdio>
-#include <cstdlib>
 #include <sstream>
 #include <string>
 
 #include "input.h"
+#include "slownumber.h"
 #include "stlstrings.h"
 
 namespace {
 
-#define MUST(condition)                                                          \
-    do {                                                                         \
-        if (!(condition)) {                                                      \
-            std::fprintf(stderr, "line %d: not so: %s\n", __LINE__, #condition); \
-            std::abort();                                                        \
-        }                                                                        \
-    } while (false)
+#define MUST(condition) \
+    ((condition) ? void() : Fail("line " + std::to_string(__LINE__) + ", not so: " #condition))
 
 std::string Of(const CString& s) {
     return s.GetString();
@@ -77,15 +71,12 @@ void Replace(Input& input) {
     MUST(FindStr(text, find) == (at == std::string::npos ? -1 : static_cast<int>(at)));
     if (put.size() > find.size()) return;  // may grow to 2 GiB, as its header says
 
+    const bool changes = !find.empty() && put.find(find) == std::string::npos;
     std::string slow = text;
-    int steps = 0;
-    for (std::size_t where = 0; !find.empty() && put.find(find) == std::string::npos && steps < 3000;
-         ++steps) {
-        where = slow.find(find);
-        if (where == std::string::npos) break;
-        slow.replace(where, find.size(), put);
+    for (int steps = 0; changes && slow.find(find) != std::string::npos; ++steps) {
+        if (steps == 3000) return;  // of equal length, and without an end
+        slow.replace(slow.find(find), find.size(), put);
     }
-    if (steps == 3000) return;  // of equal length, and without an end
     MUST(Of(FindReplaceStr(text, find, put)) == slow);
 }
 
@@ -116,28 +107,12 @@ void Cut(Input& input) {
     MUST(Of(EnumStr("a", from, "b", static_cast<unsigned int>(to) % 5000)).size() >= 3);
 }
 
-/// The number at the start of a text, held to 64 bits and more by digit counting alone.
-long long SlowNumber(const std::string& text, long long least, long long most) {
-    std::size_t i = text.find_first_not_of(" \t\n\v\f\r");
-    if (i == std::string::npos) return 0;
-    const bool minus = text[i] == '-';
-    if (minus || text[i] == '+') ++i;
-    long long value = 0;
-    for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
-        value = value * 10 + (minus ? '0' - text[i] : text[i] - '0');
-        if (value < least || value > most) return value < 0 ? least : most;
-    }
-    return value;
-}
-
 void Numbers(Input& input) {
     const double real = input.Take<double>();
     const long long size = input.Take<long long>();
     const std::string text = input.Rest();
     MUST(CString(text).GetInteger() == SlowNumber(text, INT_MIN, INT_MAX));
-    const long long wide = SlowNumber(text, -4294967296, 4294967296);
-    const bool fits = wide != -4294967296 && wide != 4294967296;
-    MUST(CString(text).GetUnsignedInteger() == (fits ? static_cast<unsigned int>(wide) : UINT_MAX));
+    MUST(CString(text).GetUnsignedInteger() == SlowUnsigned(text));
     CString(text).GetFloat();
     int multiplier = 0;
     char unit = 0;
@@ -173,23 +148,15 @@ void Count(Input& input) {
 template <typename Iterator>
 void Walk(Iterator& iterator, Input& input) {
     while (!input.IsEmpty()) {
-        switch (input.Below(7)) {
-            case 0:
-                iterator.First();
-                break;
-            case 1:
-                iterator.Last();
-                break;
-            case 2:
-                iterator.Prev();
-                break;
-            case 3:
-                iterator.Match(input.Text(static_cast<std::size_t>(input.Below(4))), input.Flag());
-                break;
-            default:
-                iterator.Next();
-                break;
+        const int act = input.Below(7);
+        if (act == 0) iterator.First();
+        if (act == 1) iterator.Last();
+        if (act == 2) iterator.Prev();
+        if (act == 3) {
+            const std::string wanted = input.Text(static_cast<std::size_t>(input.Below(4)));
+            iterator.Match(wanted, input.Flag());
         }
+        if (act > 3) iterator.Next();
         MUST(iterator.ThisPosition() >= -1 && iterator.ThisPosition() <= iterator.LastPosition() + 1);
         if (iterator.This() != '\0') iterator.This() = 'x';
     }
@@ -211,31 +178,20 @@ void Lists(Input& input) {
     while (!input.IsEmpty()) {
         const int index = static_cast<int>(input.Below(256)) - 128;
         const int count = list.GetCount();
-        switch (input.Below(7)) {
-            case 0:
-                list.Insert(CString(input.Field()));
-                break;
-            case 1:
-                list.InsertAt(index, CString(input.Field()));
-                break;
-            case 2:
-                list.RemoveAt(index);
-                MUST(list.GetCount() == count - (index >= 0 && index < count));
-                break;
-            case 3:
-                list.RemoveDuplicates();
-                for (int i = 0; i < list.GetCount(); ++i) MUST(list.FindString(list[i]) == i);
-                break;
-            case 4:
-                list.RemoveEmpty();
-                break;
-            case 5:
-                if (count < 1000) list.InsertAt(index, list);
-                break;
-            default:
-                list[index] += 'y';
-                break;
+        const int act = input.Below(7);
+        if (act == 0) list.Insert(CString(input.Field()));
+        if (act == 1) list.InsertAt(index, CString(input.Field()));
+        if (act == 2) {
+            list.RemoveAt(index);
+            MUST(list.GetCount() == count - (index >= 0 && index < count));
         }
+        if (act == 3) {
+            list.RemoveDuplicates();
+            for (int i = 0; i < list.GetCount(); ++i) MUST(list.FindString(list[i]) == i);
+        }
+        if (act == 4) list.RemoveEmpty();
+        if (act == 5 && count < 1000) list.InsertAt(index, list);
+        if (act == 6) list[index] += 'y';
     }
     MUST(list.Join("").GetLength() == list.GetLength());
 }

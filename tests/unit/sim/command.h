@@ -4,29 +4,26 @@
 #include <linux/can.h>
 
 #include <algorithm>
-#include <cstdint>
+#include <cstdio>
 #include <string>
-#include <vector>
 
 namespace sim {
 
-inline std::vector<std::uint8_t> Bytes(std::string hex) {
+/// "PF data..." in hexadecimal, the data filled up with zeros, from the updater to address e0.
+inline can_frame Command(std::string hex) {
     std::erase(hex, ' ');
-    std::vector<std::uint8_t> bytes;
-    for (std::size_t i = 0; i < hex.size(); i += 2)
-        bytes.push_back(static_cast<std::uint8_t>(std::stoul(hex.substr(i, 2), nullptr, 16)));
-    return bytes;
+    const auto byte = [&](std::size_t i) {
+        return static_cast<std::uint8_t>(std::stoul(hex.substr(2 * i, 2), nullptr, 16));
+    };
+    can_frame frame{0x9000E08A | static_cast<canid_t>(byte(0)) << 16, {8}, 0, 0, 0, {}};
+    for (std::size_t i = 1; i < hex.size() / 2; ++i) frame.data[i - 1] = byte(i);
+    return frame;
 }
 
-/// "PF data..." in hexadecimal, the data filled up with zeros, from the updater to address e0.
-inline can_frame Command(const std::string& hex) {
-    std::vector<std::uint8_t> bytes = Bytes(hex);
-    bytes.resize(9);
-    can_frame frame{};
-    frame.can_id = 0x9000E08A | static_cast<canid_t>(bytes[0]) << 16;
-    frame.can_dlc = 8;
-    std::copy(bytes.begin() + 1, bytes.end(), frame.data);
-    return frame;
+inline can_frame Packet(int index, const std::string& four) {
+    char head[24];
+    std::snprintf(head, sizeof head, "79 011020 %02x", static_cast<unsigned>(index));
+    return Command(head + four);
 }
 
 }  // namespace sim
