@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "checksum.h"
 #include "command.h"
 
 namespace sim {
@@ -86,6 +87,12 @@ class SimDevice : public testing::Test {
     std::optional<sim::Device> device{Settings{}};
     Micros now = 0;
 };
+
+TEST(SimChecksums, MatchThePublishedCheckValues) {
+    const std::vector<std::uint8_t> digits = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
+    EXPECT_EQ(WordCrc(std::span(digits).first(8)), 0xFEFC54F9U);
+    EXPECT_EQ(StandardCrc(digits), 0xCBF43926U);
+}
 
 TEST_F(SimDevice, CarriesAPlanBJobFromHeartbeatToReset) {
     EXPECT_EQ(Send("70 0110ff01"), Texts{"71 0110ff0100000000"});
