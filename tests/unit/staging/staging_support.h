@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <functional>
 #include <list>
 #include <random>
 #include <string>
@@ -14,38 +15,38 @@
 #include "db.h"
 #include "sqlrows.h"
 
-struct Printed {
-    std::string out, err;
-};
-
-/// What `work` prints.
-template <typename Work>
-Printed PrintedBy(const Work& work) {
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    work();
-    std::string out = testing::internal::GetCapturedStdout();
-    return {std::move(out), testing::internal::GetCapturedStderr()};
-}
-
-/// A seed from VELMORIN_SEED, else a new one; printed either way.
-inline unsigned int Seed() {
+/// Numbers from a seed that is printed, a new one unless VELMORIN_SEED gives it.
+inline std::mt19937 SeededRandom() {
     const char* given = std::getenv("VELMORIN_SEED");
     const unsigned int seed = given != nullptr ? static_cast<unsigned int>(std::strtoul(given, nullptr, 10))
                                                : std::random_device()();
     std::printf("VELMORIN_SEED=%u\n", seed);
-    return seed;
+    std::fflush(stdout);  // else every child prints it again
+    return std::mt19937(seed);
 }
 
 class StagingFixture : public testing::Test {
   protected:
     using Rows = std::vector<std::string>;
 
+    /// Does `work`; `out` and `err` are what it prints.
+    void Capture(const std::function<void()>& work) {
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        work();
+        out = testing::internal::GetCapturedStdout();
+        err = testing::internal::GetCapturedStderr();
+    }
+
+    void MakeStagingFile() {
+        Capture([] { db().DB_CreateTable(kStagingFile, nullptr); });
+    }
+
     /// Stages the image for port 1, device e0, type 10, update address 20. The packer's code.
     int Stage(const std::string& image) {
         const std::string path = bench.Write("image", image);
         int result = 0;
-        printed = PrintedBy([&] {
+        Capture([&] {
             packer.Pack_Init(1, 0xE0, 0x10, 0x20);
             result = packer.Pack_Runing(path.c_str());
         });
@@ -53,15 +54,13 @@ class StagingFixture : public testing::Test {
     }
 
     void LoadStaged() {
-        history = {};
-        printed = PrintedBy([&] { EXPECT_EQ(loader.Load_DbToCache(&history, &cache), 0); });
+        Capture([&] { EXPECT_EQ(loader.Load_DbToCache(&history, &cache), 0); });
     }
 
     /// What the self-check writes.
     std::string Payload() {
-        const std::string path = (bench.Root() / "payload").string();
-        std::filesystem::remove(path);
-        printed = PrintedBy([&] { EXPECT_EQ(loader.Load_UnitTest(&cache, path.c_str()), 0); });
+        const std::string path = bench.Write("payload", "");
+        Capture([&] { EXPECT_EQ(loader.Load_UnitTest(&cache, path.c_str()), 0); });
         return BenchDir::Read(path);
     }
 
@@ -72,5 +71,5 @@ class StagingFixture : public testing::Test {
     Load loader;
     s_history history{};
     std::list<s_addnode> cache;
-    Printed printed;
+    std::string out, err;
 };

@@ -1,0 +1,244 @@
+// An image as rows of the staging file, and a send cache from rows, good and damaged.
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <cstring>
+#include <tuple>
+
+#include "staging_support.h"
+#include "tool.h"
+
+namespace {
+
+class Staging : public StagingFixture {
+  protected:
+    Staging() { MakeStagingFile(); }
+
+    /// A job 7 with one group at 1024 whose packets have these values of dataid, datalen and data.
+    void Write(const std::string& packets) const {
+        Sql("DELETE FROM tag_history; DELETE FROM tag_infor; DELETE FROM tag_data;"
+            "INSERT INTO tag_history VALUES(NULL,0,'','e0',1,16,'20',8,-1,0,'','',7);"
+            "INSERT INTO tag_infor VALUES(NULL,0,'00000400','1079e08a',1,'8b','0102030405',7);"
+            "INSERT INTO tag_data(address,savestamp,dataid,datalen,data) SELECT '00000400',7,* FROM (VALUES" +
+            packets + ")");
+    }
+};
+
+TEST_F(Staging, ShortImagesBecomeExactRows) {
+    // Zero bytes but for the last two, so that every row can be written by hand.
+    ASSERT_EQ(Stage(std::string(2048, '\0') + "\xAB\xCD"), 0);
+    const std::string stamp = std::to_string(packer.timestamp);
+    EXPECT_EQ(Sql("SELECT * FROM tag_infor"), (Rows{
+                                                  "1|0|00000400|1079e08a|256|8b0a5208|efb5af2e|" + stamp,
+                                                  "2|0|00000800|1079e08a|256|8b0a5208|efb5af2e|" + stamp,
+                                                  "3|0|00000c00|1079e08a|1|ffffffff|e9ffc9d0|" + stamp,
+                                              }));
+    EXPECT_EQ(Sql("SELECT count(*), min(id), max(id) FROM tag_data"), Rows{"513|1|513"});
+    EXPECT_EQ(Sql("SELECT * FROM tag_data WHERE id IN (1, 256, 257, 512, 513)"),
+              (Rows{
+                  "1|0|00000400|1079e08a|0|8|0110200000000000|" + stamp,
+                  "256|0|00000400|1079e08a|255|8|011020ff00000000|" + stamp,
+                  "257|0|00000800|1079e08a|0|8|0110200000000000|" + stamp,
+                  "512|0|00000800|1079e08a|255|8|011020ff00000000|" + stamp,
+                  "513|0|00000c00|1079e08a|0|6|01102000abcd0000|" + stamp,
+              }));
+    EXPECT_EQ(Sql("SELECT * FROM tag_history"), Rows{"1|0|" + (bench.Root() / "image").string() +
+                                                     "|e0|1|16|20|2050|-1|0|ffffffff|2d89c53e|" + stamp});
+    EXPECT_EQ(out, "CAN ID:1079e08a\nsend file size:2050\nsave data to db use time: " +
+                       std::to_string(packer.timeuse) + " ms\n");
+    EXPECT_EQ(err, "");
+
+    packer.crcA = 0xA;
+    Capture([&] { EXPECT_EQ(packer.Pack_WriteHistoryToDB("it's"), 0); });
+    EXPECT_EQ(out,
+              "Pack_WriteHistoryToDB cmd:\nINSERT INTO tag_history VALUES(NULL,0,'it''s','e0',1,16,'20',"
+              "2050,-1,0,'0000000a','2d89c53e'," +
+                  std::to_string(packer.timestamp) + ")\n");
+}
+
+TEST_F(Staging, OnlySizesThatAreMultiplesOf4HaveACrcA) {
+    // The image is all zero, a checksum of ffffffff stands for none: the job's, the last group's, the number
+    // of packets and the length of the last one.
+    const std::pair<std::size_t, const char*> cases[] = {
+        {1, "ffffffff|ffffffff|1|5"},      {4, "c704dd7b|c704dd7b|1|8"},
+        {1024, "8b0a5208|8b0a5208|256|8"}, {1027, "ffffffff|ffffffff|257|7"},
+        {1028, "e5e2aea7|c704dd7b|257|8"},
+    };
+    for (const auto& [size, row] : cases) {
+        std::filesystem::remove(bench.StagingFile());
+        ASSERT_EQ(Stage(std::string(size, '\0')), 0);
+        EXPECT_EQ(Sql("SELECT h.crcA, g.crc32A, p.id, p.datalen FROM tag_history h, tag_infor g, tag_data p "
+                      "ORDER BY g.id DESC, p.id DESC LIMIT 1"),
+                  Rows{row})
+            << size;
+    }
+}
+
+TEST_F(Staging, NothingIsStagedOfWhatIsNoImageAndFaultsStopNothing) {
+    EXPECT_EQ(Stage(""), -1);
+    EXPECT_EQ(out, "CAN ID:1079e08a\n");
+    Capture([&] {
+        EXPECT_EQ(packer.Pack_Runing(bench.Root().c_str()), -3);
+        EXPECT_EQ(packer.Pack_Runing("/no/such/image"), -1);
+        EXPECT_EQ(packer.Pack_GetUpFileSize("/no/such/image"), -1);
+    });
+    EXPECT_EQ(packer.filesize, 0);
+    EXPECT_EQ(Sql("SELECT id FROM tag_history UNION ALL SELECT id FROM tag_infor"), Rows{});
+    EXPECT_EQ(packer.Pack_GetUpFileSize(bench.Write("image", "12345").c_str()), 0);
+    EXPECT_EQ(packer.filesize, 5);
+
+    for (const int length : {0, -5}) {
+        const auto* nothing = reinterpret_cast<const unsigned char*>("");
+        Capture([&] { EXPECT_EQ(packer.Pack_WriteDataToDB(0, nothing, length), -1); });
+        EXPECT_EQ(err, "insert database error!: incomplete input\n");
+    }
+
+    Sql("DROP TABLE tag_infor");
+    EXPECT_EQ(Stage(std::string(1025, 'x')), 0);
+    EXPECT_EQ(err,
+              "insert database error!: no such table: tag_infor\n"
+              "insert database error!: no such table: tag_infor\n");
+    EXPECT_EQ(Sql("SELECT count(*) FROM tag_data"), Rows{"257"});
+}
+
+TEST_F(Staging, ImageComesBackByteForByte) {
+    std::mt19937 random = SeededRandom();
+    for (int round = 0; round < 12; ++round) {
+        std::string image(1 + random() % (round < 8 ? 5000 : 40000), '\0');
+        std::ranges::generate(image, [&] { return static_cast<char>(random()); });
+        ASSERT_EQ(Stage(image), 0);
+        LoadStaged();
+        EXPECT_EQ(history.filesize, static_cast<int>(image.size()));
+        EXPECT_TRUE(Payload() == image) << image.size() << " bytes";
+        Capture([&] { loader.Load_SynDatabases(0); });
+        loader.Load_CacheClean(&cache);
+        EXPECT_TRUE(cache.empty());
+    }
+    EXPECT_EQ(Sql("SELECT count(*), sum(state), sum(result) FROM tag_history"), Rows{"12|12|0"});
+    EXPECT_EQ(Sql("SELECT (SELECT count(*) FROM tag_infor), (SELECT count(*) FROM tag_data)"), Rows{"0|0"});
+}
+
+TEST_F(Staging, FirstOpenJobIsTheOne) {
+    Sql("INSERT INTO tag_history VALUES"
+        "(NULL,1,'done','e0',1,16,'20',1,0,5,'','',1),(NULL,0,'odd','e0',1,16,'20',1,3,5,'','',2),"
+        "(NULL,0,'first','e1',2,17,'2a',2050,-1,9,'0000000a','0000000b',3),"
+        "(NULL,0,'second','e0',1,16,'20',1,-1,0,'','',4)");
+    std::memset(&history, 0x55, sizeof history);
+    LoadStaged();
+    EXPECT_EQ(out, "mstamp:3\n");
+    EXPECT_EQ(std::tuple(history.state, history.chargeaddress, history.caninterface, history.devtype),
+              std::tuple(0, 0xE1, 2, 17));
+    EXPECT_EQ(std::tuple(history.updateaddress, history.filesize, history.timestamp),
+              std::tuple(0x2A, 2050, 3));
+    // These are not read.
+    EXPECT_EQ(std::tuple(history.name[0], history.timeuse, history.crcA, history.crcB),
+              std::tuple('\0', 0, 0U, 0U));
+
+    Capture([&] { loader.Load_SynDatabases(5); });
+    EXPECT_EQ(Sql("SELECT timestamp,state,result FROM tag_history"),
+              (Rows{"1|1|0", "2|0|3", "3|1|5", "4|0|-1"}));
+}
+
+TEST_F(Staging, PacketsComeAsTheyStandAndInTheOrderOfInsertion) {
+    Write("(0,8,'0110200001020304'),(9,6,'0102030405060000'),(1,264,'01'),(-3,255,'012'),(2,8,NULL),(4,8,'" +
+          std::string(300, '7') + "')");
+    Sql("UPDATE tag_data SET canid='00000001'");
+    for (const bool indexed : {false, true}) {
+        if (indexed) db().DB_IndexPackets(kStagingFile);
+        std::deque<s_datanode> queue;
+        Capture([&] { EXPECT_EQ(db().DB_GetData(&queue, 1024, 0x1079E08A, 7, kStagingFile, nullptr), 0); });
+        Rows packets;
+        for (const s_datanode& packet : queue) {
+            EXPECT_EQ(std::pair(packet.frame.can_id, packet.savestamp), std::pair(0x9079E08AU, 7));
+            char digits[17] = "";
+            int length = 0;
+            tool::Tool_HexToString(packet.frame.data, 8, digits, &length);
+            packets.push_back(std::to_string(packet.dataid) + " " + std::to_string(packet.frame.can_dlc) +
+                              " " + digits);
+        }
+        EXPECT_EQ(packets, (Rows{"0 8 0110200001020304", "9 6 0102030405060000", "1 8 0100000000000000",
+                                 "-3 255 0000000000000000", "2 8 0000000000000000", "4 8 7777777777777777"}));
+    }
+}
+
+TEST_F(Staging, SelfCheckSkipsDamagedPacketsAndKeepsThoseAroundThem) {
+    std::string too_many = "(2,8,'0110200249494949')";
+    for (int i = 0; i < 300; ++i) too_many += ",(2,8,'0110200249494949')";
+    const std::pair<std::string, std::string> cases[] = {
+        {"(0,8,'0110200041424344'),(260,8,'0110200458585858'),(2147483647,8,'01102004'),"
+         "(-1,8,'0110200458585858'),(5,3,'0110200458585858'),(5,9,'0110200458585858'),(1,6,'0110200145460000'"
+         ")",
+         "ABCDEF"},
+        {"(259,8,'0110200357585950')", std::string(4, '\0')},  // as many bytes as came, from the front
+        {too_many, std::string(8, '\0') + "IIII" + std::string(1028, '\0')},
+    };
+    for (const auto& [packets, payload] : cases) {
+        Write(packets);
+        cache.clear();
+        LoadStaged();
+        EXPECT_TRUE(Payload() == payload) << packets.substr(0, 80);
+        EXPECT_EQ(out, "countnum:" + std::to_string(payload.size()) + "\nnsave:1\n");
+    }
+}
+
+TEST_F(Staging, GroupsOfTheCacheBeforeGetTheirOwnPacketsAndTheSelfCheckTakesThemAll) {
+    Write("(0,8,'0110200041424344')");  // the group's checksums have too few digits and too many
+    Sql("INSERT INTO tag_data(address,savestamp,dataid,datalen,data) "
+        "VALUES('00000400',8,0,8,'0110200045464748')");
+    s_addnode& before = cache.emplace_back();
+    before.address = 0x400;
+    before.savestamp = 8;
+    LoadStaged();
+    EXPECT_EQ(out,
+              "mstamp:7\nindex:0,state:0 crcA:00000000 crcB:00000000\n"
+              "index:1,state:0 crcA:8b000000 crcB:01020304\n");
+    const std::string path = bench.Write("payload", "before ");
+    for (int run = 0; run < 2; ++run) Capture([&] { loader.Load_UnitTest(&cache, path.c_str()); });
+    EXPECT_EQ(BenchDir::Read(path), "before EFGHABCD");
+    EXPECT_EQ(out, "countnum:0\nnsave:2\n");
+
+    std::list<s_savenode> nodes(2);  // of sizes that no group has
+    nodes.front().datasize = 2000;
+    nodes.back().datasize = -4;
+    Capture([&] {
+        for (const std::string& file : {path, std::string("/no/such/folder"), std::string("/dev/full")}) {
+            EXPECT_EQ(loader.Load_Save(&nodes, file.c_str()), 0);
+        }
+    });
+    EXPECT_EQ(std::filesystem::file_size(path), 15U + 1040U);
+    EXPECT_EQ(err, "/no/such/folder: No such file or directory\n/dev/full: No space left on device\n");
+}
+
+TEST_F(Staging, ReadersSayWhatIsWrongWithTheFileAndLeaveTheirOutputs) {
+    const auto sum_of_results = [&](const char* key) {
+        std::deque<s_datanode> queue;
+        history.filesize = 55;
+        int sum = 0;
+        Capture([&] {
+            sum += db().DB_GetHistory(&history, kStagingFile, key);
+            sum += db().DB_GetInfor(7, &cache, kStagingFile, key);
+            sum += db().DB_GetData(&queue, 1024, 1, 7, kStagingFile, key);
+        });
+        EXPECT_TRUE(history.filesize == 55 && cache.empty() && queue.empty());
+        return sum;
+    };
+    EXPECT_EQ(sum_of_results("key"), -3);
+    EXPECT_EQ(err,
+              "Error: 164 sqlite3_key Fail.\nError: 280 sqlite3_key Fail.\nError: 415 sqlite3_key Fail.\n");
+
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(bench.StagingFile().c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+    EXPECT_EQ(sum_of_results(nullptr), 0);
+    EXPECT_EQ(out, "sqlite3 get table failed error code: 5\nsqlite3 get table failed error code: 5\n");
+    sqlite3_close(other);
+
+    std::filesystem::remove(bench.StagingFile());
+    EXPECT_EQ(sum_of_results(nullptr), -3);
+    EXPECT_EQ(out, "config db is not exit!\nconfig db is not exit!\nconfig db is not exit!\n");
+    Capture([] { EXPECT_EQ(db().DB_CreateTable(kStagingFile, "key"), -1); });
+    EXPECT_EQ(err, "Error: 61 sqlite3_key Fail.\n");
+    EXPECT_FALSE(std::filesystem::exists(bench.StagingFile()));
+}
+
+}  // namespace
