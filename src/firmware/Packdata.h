@@ -31,10 +31,9 @@ class PackData {
     /// Reads the image, fills the job record, inserts the job's row and appends the groups to the cache, the
     /// last one filled up with 0xFF. 0; -1 for an empty or missing image, -2 without memory, -3 for one that
     /// cannot be read whole: not a file, 2 GiB or more, unreadable. What keeps an image out is reported on
-    /// standard error, unless it is simply empty; nothing is then recorded or cached. Memory that runs out
-    /// while the groups are made leaves the job's row, and no group. A row that cannot be written is reported
-    /// only. Holds the image twice for a moment only: pages of the first copy are given back as its groups
-    /// are made.
+    /// standard error, unless it is simply empty; nothing is then recorded or cached, and neither is it when
+    /// memory runs out while the groups are made. A row that cannot be written is reported only. Holds the
+    /// image twice for a moment only: pages of the first copy are given back as its groups are made.
     int Pack_RuningV2(const char* path, s_history* history, std::list<s_addnode>* cache);
     /// Appends group `index` with its `length` bytes, packets and checksums to the cache. Always 0. Nothing
     /// goes to the database here.
