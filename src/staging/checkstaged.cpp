@@ -30,13 +30,13 @@ bool IsPacket(const JobRow& job, const s_addnode& group, const s_datanode& packe
 Fault CheckGroup(const JobRow& job, const s_addnode& group, int start, std::string* image) {
     const unsigned int canid =
         kDataIdentifier + ((static_cast<unsigned int>(job.chargeaddress) & 0xFF) << kDestinationShift);
-    if (group.state != 0 || group.address != static_cast<unsigned int>(start) + kGroupSize ||
-        group.canid != canid) {
-        return "its row is damaged";
-    }
     const int length = std::min(kGroupSize, job.filesize - start);
     const int packets = (length + kPacketSize - 1) / kPacketSize;
-    if (group.count != packets || group.dataqueue.size() != static_cast<std::size_t>(packets)) {
+    if (group.state != 0 || group.address != static_cast<unsigned int>(start) + kGroupSize ||
+        group.canid != canid || group.count != packets) {
+        return "its row is damaged";
+    }
+    if (group.dataqueue.size() != static_cast<std::size_t>(packets)) {
         return std::to_string(group.dataqueue.size()) + " of " + std::to_string(packets) + " packets";
     }
     std::string bytes;

@@ -145,7 +145,7 @@ TEST_F(Ctl, ExportsToANewFileOnlyAndDownloadsNothingDamaged) {
         {"UPDATE tag_data SET data='02' || substr(data,3) WHERE id=5", "group 1: packet 4 is damaged"},
         {"UPDATE tag_infor SET canid='0079e08a' WHERE id=2", "group 2: its row is damaged"},
         {"UPDATE tag_infor SET state=1 WHERE id=2", "group 2: its row is damaged"},
-        {"UPDATE tag_infor SET count=255 WHERE id=1", "group 1: 256 of 256 packets"},
+        {"UPDATE tag_infor SET count=255 WHERE id=1", "group 1: its row is damaged"},
         {"UPDATE tag_infor SET crc32A='00000000' WHERE id=1", "group 1: its checksum is wrong"},
         {"UPDATE tag_history SET crcB='00000000'", "the checksum of the image is wrong"},
         {"UPDATE tag_history SET filesize=3000", "group 3: 1 of 238 packets"},
