@@ -33,12 +33,13 @@ Fault CheckGroup(const JobRow& job, const s_addnode& group, int start, std::stri
     const int length = std::min(kGroupSize, job.filesize - start);
     const int packets = (length + kPacketSize - 1) / kPacketSize;
     if (group.state != 0 || group.address != static_cast<unsigned int>(start) + kGroupSize ||
-        group.canid != canid || group.count != packets) {
+        group.canid != canid) {
         return "its row is damaged";
     }
     if (group.dataqueue.size() != static_cast<std::size_t>(packets)) {
         return std::to_string(group.dataqueue.size()) + " of " + std::to_string(packets) + " packets";
     }
+    if (group.count != packets) return "its row is damaged";
     std::string bytes;
     for (int k = 0; k < packets; ++k) {
         const s_datanode& packet = group.dataqueue[static_cast<std::size_t>(k)];
