@@ -118,6 +118,38 @@ TEST_F(Staging, ImageComesBackByteForByte) {
     EXPECT_EQ(Sql("SELECT (SELECT count(*) FROM tag_infor), (SELECT count(*) FROM tag_data)"), Rows{"0|0"});
 }
 
+TEST_F(Staging, GroupsAreTheLiveOnesButForTheLastShortOne) {
+    for (const std::size_t size : {2048U, 3001U}) {
+        std::filesystem::remove(bench.StagingFile());
+        ASSERT_EQ(Stage(TestImage(size)), 0);
+        cache.clear();
+        LoadStaged();
+        std::list<s_addnode> live;
+        PackData live_packer;
+        Capture([&] {
+            live_packer.Pack_Init(1, 0xE0, 0x10, 0x20);
+            live_packer.Pack_RuningV2((bench.Root() / "image").c_str(), &history, &live);
+        });
+        ASSERT_EQ(cache.size(), live.size());
+        std::size_t left = size;
+        for (auto staged = cache.begin(), same = live.begin(); staged != cache.end(); ++staged, ++same) {
+            const auto fields = [](const s_addnode& group) {
+                return std::tuple(group.state, group.addrstate, group.sendcount, group.address, group.canid);
+            };
+            EXPECT_EQ(fields(*staged), fields(*same));
+            const std::size_t length = std::min<std::size_t>(1024, left);
+            left -= length;
+            EXPECT_EQ(staged->crc32A == same->crc32A && staged->crc32B == same->crc32B, length == 1024);
+            ASSERT_EQ(staged->dataqueue.size(), (length + 3) / 4);
+            for (std::size_t k = 0; k < length / 4; ++k) {
+                const s_datanode& packet = staged->dataqueue[k];
+                EXPECT_EQ(packet.dataid, static_cast<int>(k));
+                EXPECT_EQ(0, std::memcmp(&packet.frame, &same->dataqueue[k].frame, sizeof packet.frame));
+            }
+        }
+    }
+}
+
 TEST_F(Staging, FirstOpenJobIsTheOne) {
     Sql("INSERT INTO tag_history VALUES"
         "(NULL,1,'done','e0',1,16,'20',1,0,5,'','',1),(NULL,0,'odd','e0',1,16,'20',1,3,5,'','',2),"
