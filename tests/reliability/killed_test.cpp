@@ -1,11 +1,9 @@
 // The updater is killed at any moment of its start: its staging file is whole or not there, and the next
 // start works.
 #include <csignal>
-#include <cstdlib>
-#include <random>
-#include <set>
 
 #include "realbench.h"
+#include "seed.h"
 
 namespace {
 
@@ -13,14 +11,6 @@ constexpr int kKills = 120;
 
 class Killed : public RealBench {
   protected:
-    static unsigned int Seed() {
-        const char* text = std::getenv("VELMORIN_SEED");
-        const unsigned int seed = text != nullptr ? static_cast<unsigned int>(std::strtoul(text, nullptr, 10))
-                                                  : std::random_device()();
-        std::printf("VELMORIN_SEED=%u\n", seed);
-        return seed;
-    }
-
     /// Microseconds from the start of the program to its first pass.
     long StartUpTime() {
         const auto start = std::chrono::steady_clock::now();
@@ -52,7 +42,7 @@ class Killed : public RealBench {
 };
 
 TEST_F(Killed, StartUpLeavesAWholeStagingFileOrNone) {
-    std::mt19937 random(Seed());
+    std::mt19937 random = SeededRandom();
     StartDevice({"--silent"});
     const long whole = StartUpTime();
     for (int kill = 0; kill < kKills && !HasFailure(); ++kill) {

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <random>
+
+#include "seed.h"
 
 namespace {
 
@@ -20,10 +20,7 @@ bool Waits(const s_addnode& group) {
 }
 
 TEST(GroupFinder, AgreesWithAWalkUnderRandomChanges) {
-    const char* given = std::getenv("VELMORIN_SEED");
-    const unsigned long seed = given != nullptr ? std::strtoul(given, nullptr, 10) : std::random_device{}();
-    SCOPED_TRACE("VELMORIN_SEED=" + std::to_string(seed));
-    std::mt19937 random(static_cast<std::mt19937::result_type>(seed));
+    std::mt19937 random = SeededRandom();
     const auto below = [&](std::size_t limit) { return static_cast<unsigned int>(random() % limit); };
 
     GroupFinder finder;

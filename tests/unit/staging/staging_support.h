@@ -3,27 +3,16 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
 #include <list>
-#include <random>
 #include <string>
 
 #include "Load.h"
 #include "Packdata.h"
 #include "benchdir.h"
 #include "db.h"
+#include "seed.h"
 #include "sqlrows.h"
-
-/// Numbers from a seed that is printed, a new one unless VELMORIN_SEED gives it.
-inline std::mt19937 SeededRandom() {
-    const char* given = std::getenv("VELMORIN_SEED");
-    const unsigned int seed = given != nullptr ? static_cast<unsigned int>(std::strtoul(given, nullptr, 10))
-                                               : std::random_device()();
-    std::printf("VELMORIN_SEED=%u\n", seed);
-    std::fflush(stdout);  // else every child prints it again
-    return std::mt19937(seed);
-}
 
 class StagingFixture : public testing::Test {
   protected:

@@ -1,24 +1,14 @@
 // Round trips of generated texts. VELMORIN_SEED repeats a run.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <optional>
-#include <random>
-
 #include "benchdir.h"
+#include "seed.h"
 #include "text_support.h"
 
 using namespace std::string_literals;
 
 class RoundTrip : public testing::Test {
   protected:
-    RoundTrip() {
-        const char* const given = std::getenv("VELMORIN_SEED");
-        const unsigned long seed = given ? std::strtoul(given, nullptr, 10) : std::random_device{}();
-        random.seed(static_cast<std::mt19937::result_type>(seed));
-        trace.emplace(__FILE__, __LINE__, "VELMORIN_SEED=" + std::to_string(seed));
-    }
-
     std::string Text(const std::string& letters, unsigned int max_length) {
         std::string text(random() % (max_length + 1), '\0');
         for (char& c : text) c = letters[random() % letters.size()];
@@ -31,8 +21,7 @@ class RoundTrip : public testing::Test {
         return texts;
     }
 
-    std::mt19937 random;
-    std::optional<testing::ScopedTrace> trace;
+    std::mt19937 random = SeededRandom();
 };
 
 TEST_F(RoundTrip, ShieldedTextsComeBack) {
