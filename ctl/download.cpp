@@ -7,10 +7,14 @@
 #include "commands.h"
 #include "db.h"
 #include "jobs.h"
-#include "mainloop.h"
+#include "checkstaged.h"
 #include "openjob.h"
 #include "protocol.h"
+#include "process.h"
 #include "report.h"
+#include "run.h"
+
+using namespace velmorin;
 
 namespace {
 
@@ -55,6 +59,7 @@ int Download() {
 
     auto session = std::make_unique<canframe>();
     Load loader;
+    IndexPackets(kStagingFile);
     if (!LoadOpenJob(*job, &loader, &session->m_history, &session->m_addlist)) return kExitFailure;
     const Fault damage = CheckStaged(*job, session->m_addlist);
     if (!damage.empty()) {

@@ -9,12 +9,16 @@
 
 #include "Load.h"
 #include "Packdata.h"
+#include "checkstaged.h"
 #include "commands.h"
+#include "db.h"
 #include "jobs.h"
 #include "openjob.h"
 #include "platform.h"
 #include "report.h"
 #include "tool.h"
+
+using namespace velmorin;
 
 namespace {
 
@@ -51,6 +55,7 @@ int Export(const std::string& path) {
     Load loader;
     s_history record{};
     std::list<s_addnode> cache;
+    IndexPackets(kStagingFile);
     if (!LoadOpenJob(*job, &loader, &record, &cache)) return kExitFailure;
     const Fault damage = CheckStaged(*job, cache);
     if (!MakeNew(path)) return kExitFailure;

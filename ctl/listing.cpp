@@ -14,6 +14,8 @@
 #include "protocol.h"
 #include "report.h"
 
+using namespace velmorin;
+
 namespace {
 
 constexpr std::size_t kColumns = 8;

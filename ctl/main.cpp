@@ -9,9 +9,11 @@
 #include "arguments.h"
 #include "commands.h"
 #include "listing.h"
-#include "mainloop.h"
 #include "platform.h"
+#include "process.h"
 #include "report.h"
+
+using namespace velmorin;
 
 namespace {
 
@@ -80,7 +82,7 @@ int main(int argc, char** argv) try {
         return app.exit(error) == 0 ? 0 : kExitUsage;
     }
     HoldStandardDescriptors();
-    std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a fault like a full disk
+    IgnoreWriteSignals();
     platform::AnnounceBench("velmorinctl");
     return line.command();
 } catch (const std::bad_alloc&) {

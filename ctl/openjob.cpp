@@ -9,6 +9,8 @@
 #include "report.h"
 #include "tool.h"
 
+using namespace velmorin;
+
 std::optional<JobRow> FindOpenJob() {
     std::vector<JobRow> jobs;
     const Fault fault = ReadJobs(kStagingFile, &jobs);

@@ -8,6 +8,8 @@
 #include "platform.h"
 #include "printable.h"
 
+using namespace velmorin;
+
 int Fail(const std::string& what, const std::string& why) {
     std::fflush(stdout);
     std::fprintf(stderr, "velmorinctl: %s: %s\n", Printable(what).c_str(), why.c_str());

@@ -5,6 +5,7 @@
 
 #include "Packdata.h"
 #include "canframe.h"
+#include "checkstaged.h"
 #include "commands.h"
 #include "db.h"
 #include "jobs.h"
@@ -13,13 +14,15 @@
 #include "report.h"
 #include "tool.h"
 
+using namespace velmorin;
+
 namespace {
 
 /// A job is known by its second: two of the same one could not be told apart.
 void WaitForNewTimestamp() {
     constexpr unsigned long kPauseMs = 50;
     std::vector<JobRow> jobs;
-    ReadJobs(kStagingFile, &jobs);
+    if (!ReadJobs(kStagingFile, &jobs).empty()) return;
     const auto taken = [&jobs](std::time_t now) {
         for (const JobRow& job : jobs) {
             if (job.timestamp == static_cast<int>(now)) return true;
@@ -37,6 +40,7 @@ Fault CheckPacked(const PackData& packer, const std::vector<JobRow>& jobs) {
     }
     if (row == nullptr) return "the job has no row";
     if (row->crcB != packer.crcB || row->filesize != packer.filesize) return "the job's row is another's";
+    IndexPackets(kStagingFile);
     std::list<s_addnode> cache;
     db().DB_GetInfor(packer.timestamp, &cache, kStagingFile, nullptr);
     for (s_addnode& group : cache) {
@@ -47,8 +51,8 @@ Fault CheckPacked(const PackData& packer, const std::vector<JobRow>& jobs) {
 }
 
 const char* WhyNotPacked(int result) {
-    if (result == -1) return "missing or empty";
-    return result == -2 ? "no memory for it" : "it cannot be read";
+    if (result == kImageEmpty) return "missing or empty";
+    return result == kNoMemory ? "no memory for it" : "it cannot be read";
 }
 
 int DropPartlyStaged(int timestamp, const Fault& fault) {

@@ -9,6 +9,8 @@
 #include "protocol.h"
 #include "report.h"
 
+using namespace velmorin;
+
 namespace {
 
 /// Reads the jobs: is one of that timestamp open?

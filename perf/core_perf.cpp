@@ -19,6 +19,8 @@
 #include "canframe.h"
 #include "quiet.h"
 
+using namespace velmorin;
+
 namespace {
 
 constexpr int kSizes[] = {64 << 10, 1 << 20, 4 << 20};

@@ -23,6 +23,8 @@
 #include "quiet.h"
 #include "sqlrows.h"
 
+using namespace velmorin;
+
 namespace {
 
 using Clock = std::chrono::steady_clock;

@@ -11,6 +11,8 @@
 
 namespace sim {
 
+using namespace velmorin;  // the protocol's names
+
 /// Which checksum the device asks for.
 enum class Plan { kA, kB };
 

@@ -11,6 +11,7 @@
 #include "candump.h"
 #include "fd.h"
 #include "options.h"
+#include "process.h"
 #include "runner.h"
 
 namespace {
@@ -49,14 +50,13 @@ int main(int argc, char** argv) try {
     sim::Options options;
     if (const std::optional<int> status = sim::ParseOptions(argc, argv, options)) return *status;
 
-    std::signal(SIGPIPE,
-                SIG_IGN);  // a reader of our output that leaves must not leave the socket file behind
+    velmorin::IgnoreWriteSignals();  // a reader of our output that leaves must not leave the socket file behind
     const sim::Fd signals = SignalFd();
     bool joined = false;
     const auto bus =
         options.bench.empty() ? sim::OpenCan(options.can) : sim::OpenBench(options.bench, joined);
     StartImageFile(options.save);
-    std::optional<sim::CandumpLog> log;
+    std::optional<velmorin::CandumpLog> log;
     if (!options.log.empty()) log.emplace(options.log, options.bench.empty() ? options.can : "can0");
 
     PrintReady(options, joined);

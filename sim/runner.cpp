@@ -50,7 +50,7 @@ const char* JobText(Job job) {
 
 }  // namespace
 
-Runner::Runner(const Options& options, Bus& bus, CandumpLog* log)
+Runner::Runner(const Options& options, Bus& bus, velmorin::CandumpLog* log)
     : options_(options), bus_(bus), log_(log), device_(options.device) {}
 
 int Runner::Run(int signal_fd) {
@@ -97,7 +97,7 @@ void Runner::ServeBus() {
 void Runner::Take(const BusEvent& event) {
     switch (event.kind) {
         case BusEvent::kFrame:
-            if (log_) log_->Write(event.frame);
+            Log(event.frame);
             if (!device_.Receive(event.frame, Now())) break;
             updater_node_ = event.node;
             last_heard_ = Now();
@@ -120,8 +120,13 @@ void Runner::Take(const BusEvent& event) {
 void Runner::SendDue() {
     while (const std::optional<can_frame> frame = device_.TakeDue(Now())) {
         bus_.Send(*frame);
-        if (log_) log_->Write(*frame);
+        Log(*frame);
     }
+}
+
+void Runner::Log(const can_frame& frame) {
+    if (log_ == nullptr || log_->Write(frame)) return;
+    std::fprintf(stderr, "velmorin-sim: --log %s: %s\n", options_.log.c_str(), std::strerror(errno));
 }
 
 void Runner::ReportNotes() {

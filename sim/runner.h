@@ -16,7 +16,7 @@ constexpr int kExitIncomplete = 1;
 class Runner {
   public:
     /// `log` may be null. Bus and log outlive the runner.
-    Runner(const Options& options, Bus& bus, CandumpLog* log);
+    Runner(const Options& options, Bus& bus, velmorin::CandumpLog* log);
 
     /// Serves until a signal (read from `signal_fd`), the end of the bus or, with `--once`, of the job.
     /// Prints the summary on standard output. The exit status.
@@ -27,6 +27,7 @@ class Runner {
     void ServeBus();
     void Take(const BusEvent& event);
     void SendDue();
+    void Log(const can_frame& frame);
     void ReportNotes();
     void SaveImage();
     std::optional<Micros> OnceDeadline() const;
@@ -34,7 +35,7 @@ class Runner {
 
     const Options& options_;
     Bus& bus_;
-    CandumpLog* log_;
+    velmorin::CandumpLog* log_;
     Device device_;
     int updater_node_ = -1;  ///< the node that last sent the device a frame
     Micros last_heard_ = 0;

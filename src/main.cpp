@@ -5,10 +5,13 @@
 #include <new>
 
 #include "canframe.h"
-#include "mainloop.h"
 #include "platform.h"
+#include "process.h"
 #include "protocol.h"
+#include "run.h"
 #include "tool.h"
+
+using namespace velmorin;
 
 namespace {
 

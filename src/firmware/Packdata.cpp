@@ -1,31 +1,45 @@
 #include "Packdata.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <memory>
 #include <new>
 
 #include "db.h"
+#include "file.h"
 #include "imagebuffer.h"
+#include "littleendian.h"
 #include "platform.h"
 #include "protocol.h"
 #include "tool.h"
+
+using namespace velmorin;
 
 namespace {
 
 constexpr const char* kNoKey = nullptr;
 
-struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-
 void ReportImage(const char* path, const char* reason) {
     std::fprintf(stderr, "image %s: %s\n", path, reason);
+}
+
+/// The image for reading, or null with errno. A pipe in its place does not make us wait.
+File OpenImage(const char* path) {
+    const int fd = open(platform::ResolvePath(path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    return File(fd < 0 ? nullptr : fdopen(fd, "rb"));
+}
+
+/// Reads the first `size` bytes. 0, or -1 when there are fewer, which is reported.
+int ReadImage(std::FILE* image, unsigned char* buffer, std::size_t size, const char* path) {
+    if (std::fread(buffer, 1, size, image) == size) return 0;
+    ReportImage(path, std::ferror(image) != 0 ? std::strerror(errno) : "shorter than its size");
+    return -1;
 }
 
 }  // namespace
@@ -62,34 +76,47 @@ int PackData::Pack_SetUpAddress(int value) {
 }
 
 int PackData::Pack_BuildCanid() {
-    canid = kDataIdentifier + ((static_cast<unsigned int>(chargeaddress) & 0xFF) << kDestinationShift);
+    canid = DataIdentifier(chargeaddress);
     std::printf("CAN ID:%08x\n", canid);
     return 0;
 }
 
 int PackData::Pack_ReadFileToCache(unsigned char* buffer, unsigned long size, const char* path) {
-    const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(platform::ResolvePath(path).c_str(), "rb"));
-    if (!file) {
-        ReportImage(path, std::strerror(errno));
-        return -1;
-    }
-    if (std::fread(buffer, 1, size, file.get()) == size) return 0;
-    ReportImage(path, std::ferror(file.get()) != 0 ? std::strerror(errno) : "shorter than its size");
+    const File image = OpenImage(path);
+    if (image) return ReadImage(image.get(), buffer, size, path);
+    ReportImage(path, std::strerror(errno));
     return -1;
 }
 
-/// Takes the image's size. 0, or the packers' -1 or -3; nothing has been read then.
-int PackData::MeasureImage(const char* path) {
-    filesize = tool::Tool_GetFileSize(path);
+int PackData::ReadWhole(const char* path, bool padded, ImageBuffer* bytes) {
+    const File image = OpenImage(path);
+    const int reason = errno;
+    filesize = 0;
     struct stat status {};
-    if (stat(platform::ResolvePath(path).c_str(), &status) != 0) return -1;
-    if (!S_ISREG(status.st_mode)) {
+    if (!image) {
+        filesize = tool::Tool_GetFileSize(path);
+        if (filesize == 0) return kImageEmpty;
+    } else if (fstat(fileno(image.get()), &status) != 0 || !S_ISREG(status.st_mode)) {
         ReportImage(path, "not a regular file");
-        return filesize == 0 ? -1 : -3;
+        return status.st_size == 0 ? kImageEmpty : kImageUnreadable;
+    } else if (status.st_size > INT_MAX) {
+        ReportImage(path, "2 GiB or more");
+        return kImageEmpty;
+    } else {
+        filesize = static_cast<int>(status.st_size);
+        if (filesize == 0) return kImageEmpty;
     }
-    if (filesize != 0) return 0;
-    if (status.st_size != 0) ReportImage(path, "2 GiB or more");
-    return -1;
+    std::printf("send file size:%ld\n", static_cast<long>(filesize));
+    if (!image) {
+        ReportImage(path, std::strerror(reason));
+        return kImageUnreadable;
+    }
+    const auto size = static_cast<std::size_t>(filesize);
+    const std::size_t room = padded ? static_cast<std::size_t>(GroupsOf(filesize)) * kGroupSize : size;
+    if (!bytes->Allocate(room)) return kNoMemory;
+    if (ReadImage(image.get(), bytes->Bytes(), size, path) != 0) return kImageUnreadable;
+    std::memset(bytes->Bytes() + size, kPadding, room - size);
+    return kPacked;
 }
 
 /// Starts the job: takes its time and fills its record; `timeuse` is not touched.
@@ -109,21 +136,14 @@ void PackData::FillHistory(const char* path, s_history* history) {
 }
 
 int PackData::Pack_RuningV2(const char* path, s_history* history, std::list<s_addnode>* cache) {
-    const int unfit = MeasureImage(path);
-    if (unfit != 0) return unfit;
-    std::printf("send file size:%ld\n", static_cast<long>(filesize));
-
+    ImageBuffer image;
+    const int unfit = ReadWhole(path, true, &image);
+    if (unfit != kPacked) return unfit;
+    const int groups = GroupsOf(filesize);
     const int rest = filesize % kGroupSize;
-    const int groups = filesize / kGroupSize + (rest != 0 ? 1 : 0);
-    const std::size_t size = static_cast<std::size_t>(filesize);
-    const std::size_t padded = static_cast<std::size_t>(groups) * kGroupSize;
-    ImageBuffer image(padded);
-    if (image.Bytes() == nullptr) return -2;
-    if (Pack_ReadFileToCache(image.Bytes(), size, path) != 0) return -3;
-    std::memset(image.Bytes() + size, kPadding, padded - size);
 
-    crcA = tool::crc32_planA(image.Bytes(), padded);
-    crcB = tool::crc32_planB(image.Bytes(), static_cast<unsigned int>(size));
+    crcA = tool::crc32_planA(image.Bytes(), image.Size());
+    crcB = tool::crc32_planB(image.Bytes(), static_cast<unsigned int>(filesize));
     std::printf("loop//loop-1:%d dataleave:%d\n", groups, rest);
     FillHistory(path, history);
 
@@ -137,10 +157,10 @@ int PackData::Pack_RuningV2(const char* path, s_history* history, std::list<s_ad
     } catch (const std::bad_alloc&) {
         cache->resize(groups_before);
         *history = {};
-        return -2;
+        return kNoMemory;
     }
     db().DB_SaveHistory(history, kStagingFile, kNoKey);  // last: a job that cannot be packed has no row
-    return 0;
+    return kPacked;
 }
 
 int PackData::Pack_WriteDataToDBV2(std::list<s_addnode>* cache, int index, const unsigned char* data,
@@ -152,15 +172,15 @@ int PackData::Pack_WriteDataToDBV2(std::list<s_addnode>* cache, int index, const
 /// Fills a new group with its packets; it has none for a `length` of 0 or less.
 void PackData::FillGroup(int index, const unsigned char* data, int length, s_addnode* group) const {
     length = std::max(length, 0);
-    group->state = 0;
-    group->addrstate = -1;
+    group->state = kUnconfirmed;
+    group->addrstate = kAddressMissing;
     group->sendcount = 0;
     group->address = static_cast<unsigned int>(groupsize) * (static_cast<unsigned int>(index) + 1);
     group->canid = canid;
     group->savestamp = timestamp;
     group->crc32A = tool::crc32_planA(data, static_cast<unsigned long>(length));
     group->crc32B = tool::crc32_planB(data, static_cast<unsigned int>(length));
-    group->count = length / kPacketSize + (length % kPacketSize != 0 ? 1 : 0);
+    group->count = PacketsOf(length);
     group->dataqueue.resize(static_cast<std::size_t>(group->count));
     for (int k = 0; k < group->count; ++k) {
         const int start = k * kPacketSize;
@@ -176,10 +196,10 @@ s_datanode PackData::MakePacket(int index, const unsigned char* bytes, int lengt
     packet.savestamp = timestamp;
     packet.frame.can_id = canid | CAN_EFF_FLAG;
     packet.frame.can_dlc = static_cast<unsigned char>(kPacketHeader + length);
-    packet.frame.data[0] = static_cast<unsigned char>(canport);
-    packet.frame.data[1] = static_cast<unsigned char>(devtype);
-    packet.frame.data[2] = static_cast<unsigned char>(upaddress);
-    packet.frame.data[3] = static_cast<unsigned char>(index);
+    packet.frame.data[kAtPort] = LowByte(canport);
+    packet.frame.data[kAtDeviceType] = LowByte(devtype);
+    packet.frame.data[kAtUpdateAddress] = LowByte(upaddress);
+    packet.frame.data[kAtPacketIndex] = LowByte(index);
     std::copy_n(bytes, length, packet.frame.data + kPacketHeader);
     return packet;
 }

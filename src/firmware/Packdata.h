@@ -7,6 +7,20 @@
 
 #include "sendcache.h"
 
+namespace velmorin {
+
+class ImageBuffer;
+
+/// What packing an image came to.
+enum PackResult : int {
+    kPacked = 0,
+    kImageEmpty = -1,       ///< empty, 2 GiB or more, or not to be examined
+    kNoMemory = -2,         ///< no memory for it
+    kImageUnreadable = -3,  ///< cannot be read whole, or is no regular file
+};
+
+}  // namespace velmorin
+
 /// Packs one image for one device. `Pack_Init` comes first; the object owns nothing that outlives it.
 class PackData {
   public:
@@ -29,10 +43,8 @@ class PackData {
     int Pack_ReadFileToCache(unsigned char* buffer, unsigned long size, const char* path);
 
     /// Reads the image, fills the job record, inserts the job's row and appends the groups to the cache, the
-    /// last one filled up with 0xFF. 0; -1 for an empty or missing image, -2 without memory, -3 for one that
-    /// cannot be read whole: not a file, 2 GiB or more, unreadable. What keeps an image out is reported on
-    /// standard error, unless it is simply empty; nothing is then recorded or cached, and neither is it when
-    /// memory runs out while the groups are made. A row that cannot be written is reported only. Holds the
+    /// last one filled up with 0xFF. A PackResult. On failure the reason is printed (except for an empty
+    /// image) and neither row nor cache changes. A row that cannot be written is reported only. Holds the
     /// image twice for a moment only: pages of the first copy are given back as its groups are made.
     int Pack_RuningV2(const char* path, s_history* history, std::list<s_addnode>* cache);
     /// Appends group `index` with its `length` bytes, packets and checksums to the cache. Always 0. Nothing
@@ -75,7 +87,9 @@ class PackData {
     timeval endtime{};       ///< its end
 
   private:
-    int MeasureImage(const char* path);
+    /// Opens the image, takes its size and reads it, with padding to whole groups if asked for. The results of
+    /// `Pack_RuningV2`.
+    [[nodiscard]] int ReadWhole(const char* path, bool padded, velmorin::ImageBuffer* bytes);
     void FillHistory(const char* path, s_history* history);
     void FillGroup(int index, const unsigned char* data, int length, s_addnode* group) const;
     s_datanode MakePacket(int index, const unsigned char* bytes, int length) const;

@@ -6,19 +6,26 @@
 
 #include <cstddef>
 
-/// Owns `size` bytes, all zero; Bytes() is null when there is no memory for them.
+namespace velmorin {
+
 class ImageBuffer {
   public:
-    explicit ImageBuffer(std::size_t size)
-        : size_(size),
-          map_(mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) {}
+    ImageBuffer() = default;
     ~ImageBuffer() {
         if (map_ != MAP_FAILED) munmap(map_, size_);
     }
     ImageBuffer(const ImageBuffer&) = delete;
     ImageBuffer& operator=(const ImageBuffer&) = delete;
 
-    unsigned char* Bytes() const { return map_ == MAP_FAILED ? nullptr : static_cast<unsigned char*>(map_); }
+    /// Makes room for `size` bytes, all zero, once. False when there is no memory for them.
+    [[nodiscard]] bool Allocate(std::size_t size) {
+        size_ = size;
+        map_ = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        return map_ != MAP_FAILED;
+    }
+
+    unsigned char* Bytes() const { return static_cast<unsigned char*>(map_); }
+    std::size_t Size() const { return size_; }
 
     /// Gives back the memory of the bytes before `end`, in steps that every page size divides; they then read
     /// as zero.
@@ -28,6 +35,8 @@ class ImageBuffer {
     }
 
   private:
-    std::size_t size_;
-    void* map_;
+    std::size_t size_ = 0;
+    void* map_ = MAP_FAILED;
 };
+
+}  // namespace velmorin

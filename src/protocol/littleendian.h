@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace velmorin {
+
 inline std::uint8_t LowByte(int value) {
     return static_cast<std::uint8_t>(value & 0xFF);
 }
@@ -24,3 +26,5 @@ inline unsigned int GetLe16(const unsigned char* from) {
 inline unsigned int GetLe32(const unsigned char* from) {
     return GetLe16(from) | GetLe16(from + 2) << 16;
 }
+
+}  // namespace velmorin

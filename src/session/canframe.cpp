@@ -1,12 +1,14 @@
 #include "canframe.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "Packdata.h"
 #include "db.h"
 #include "elapsed.h"
+#include "tool.h"
+
+using namespace velmorin;
 
 canframe::canframe() : m_debug(Can_Debugeable()) {}
 
@@ -15,11 +17,7 @@ canframe::~canframe() {
 }
 
 int canframe::Can_Debugeable() {
-    const char* value = std::getenv("CAN_UPDATE");
-    if (value == nullptr || *value == '\0') return 0;
-    const bool on = std::strcmp(value, "ON") == 0;
-    std::puts(on ? "LOG_CAN TURN ON" : "LOG_CAN TURN OFF");
-    return on ? 1 : 0;
+    return TraceSwitch("CAN_UPDATE");
 }
 
 int canframe::CAN_InitDevice(unsigned int port, int bitrate) {
@@ -46,7 +44,6 @@ int canframe::LoadData(const char* path) {
     m_firewaretype = FirewareType(path);
     m_history = {};
     packer.Pack_Init(m_canport, m_chargeaddress, m_devtype, m_updateaddress);
-    finder_.Reset();
     const int result = packer.Pack_RuningV2(path, &m_history, &m_addlist);
     if (result != 0) std::printf("ERROR: %d,fireware %s Open Failed!\n", result, path);
     m_filesize = packer.Pack_GetFileSize();
@@ -62,7 +59,6 @@ int canframe::FirewareType(const char* path) {
 
 int canframe::CacheClean() {
     m_addlist.clear();
-    finder_.Reset();
     return 0;
 }
 

@@ -23,12 +23,19 @@ constexpr NumberKey kNumberKeys[] = {
 };
 constexpr char kImageKey[] = "desFirewareName";
 
+/// Opening a pipe may wait for ever, and a folder opens but holds no lines.
+bool CannotBeJobFile(const std::string& path) {
+    std::error_code fault;
+    const std::filesystem::file_status status = std::filesystem::status(path, fault);
+    return std::filesystem::is_fifo(status) || std::filesystem::is_socket(status) ||
+           std::filesystem::is_directory(status);
+}
+
 }  // namespace
 
 int canframe::LoadFirewareInfo() {
     const std::string path = platform::ResolvePath(kJobFile);
-    std::error_code fault;
-    if (!std::filesystem::is_regular_file(path, fault)) return -1;  // a pipe or a device may never end
+    if (CannotBeJobFile(path)) return -1;
     CStringList lines;
     if (!lines.LoadFromFile(path)) return -1;
     CStringList fields;

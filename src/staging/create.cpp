@@ -1,5 +1,5 @@
-// Makes the staging file. A file that exists is taken for one with tables ever after, so a new one gets its
-// name only when it has them all.
+// Makes the staging file. Later calls assume the tables exist, so a new file is renamed into place only when
+// complete.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -50,6 +50,11 @@ Created CreateTables(const std::string& file, const char* key) {
     return {status, history && data && status == SQLITE_OK};
 }
 
+/// A name that SQLite takes for a database without a file.
+bool IsPrivate(const std::string& file) {
+    return file.empty() || file == ":memory:";
+}
+
 bool NameIsTaken(const char* file) {
     struct stat status {};
     return lstat(platform::ResolvePath(file).c_str(), &status) == 0;
@@ -76,10 +81,11 @@ bool IsLeftOver(const std::string& name, const std::string& prefix) {
 
 /// Removes drafts, and their journals, of processes that were killed.
 void SweepDrafts(const char* file) {
-    const std::filesystem::path place = std::filesystem::absolute(platform::ResolvePath(file));
+    const std::filesystem::path place = platform::ResolvePath(file);
+    const std::filesystem::path folder = place.has_parent_path() ? place.parent_path() : ".";
     const std::string prefix = place.filename().string() + kDraftMark;
     std::error_code fault;
-    for (std::filesystem::directory_iterator entry(place.parent_path(), fault), end; !fault && entry != end;
+    for (std::filesystem::directory_iterator entry(folder, fault), end; !fault && entry != end;
          entry.increment(fault)) {
         std::error_code ignored;
         if (IsLeftOver(entry->path().filename().string(), prefix))
@@ -90,7 +96,7 @@ void SweepDrafts(const char* file) {
 }  // namespace
 
 int db::DB_CreateTable(const char* file, const char* key) {
-    if (NameIsTaken(file)) return CreateTables(file, key).status;
+    if (IsPrivate(file) || NameIsTaken(file)) return CreateTables(file, key).status;
     SweepDrafts(file);
     const std::string draft = file + (kDraftMark + std::to_string(getpid()));
     const Created created = CreateTables(draft, key);

@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <new>
 #include <system_error>
 
 #include "connection.h"
@@ -49,12 +48,12 @@ std::string db::HistoryInsert(const s_history& record) {
         "INSERT INTO tag_history VALUES(NULL,0,'%q','%02x',%d,%d,'%02x',%d,-1,%d,'%08x','%08x',%d)",
         record.name, record.chargeaddress, record.caninterface, record.devtype, record.updateaddress,
         record.filesize, record.timeuse, record.crcA, record.crcB, record.timestamp));
-    if (!statement) throw std::bad_alloc();
-    return statement.get();
+    return statement ? statement.get() : "";
 }
 
 int db::DB_SaveHistory(const s_history* record, const char* file, const char* key) {
-    return DB_RunCommond(HistoryInsert(*record).c_str(), file, key);
+    const std::string statement = HistoryInsert(*record);
+    return DB_RunCommond(statement.empty() ? nullptr : statement.c_str(), file, key);
 }
 
 int db::DB_SaveGroup(const s_addnode& group, const char* file, const char* key) {
@@ -78,13 +77,6 @@ int db::DB_SavePackets(const s_addnode& group, const char* file, const char* key
     }
     const Text statement(sqlite3_str_finish(rows));
     return DB_RunCommond(statement.get(), file, key);
-}
-
-void db::DB_IndexPackets(const char* file) {
-    const Handle handle = sqlite::OpenQuietly(file);
-    if (!handle) return;
-    sqlite3_exec(handle.get(), "CREATE INDEX IF NOT EXISTS tag_data_group ON tag_data(savestamp,address)",
-                 nullptr, nullptr, nullptr);
 }
 
 int db::DB_RecordHistory(int result, int timeuse, int timestamp, const char* file, const char* key) {

@@ -12,6 +12,7 @@ using sqlite::Handle;
 using sqlite::ReadNumber;
 using sqlite::Table;
 
+namespace velmorin {
 namespace {
 
 /// Asks the query of a file that is there.
@@ -75,3 +76,12 @@ const JobRow* FirstOpen(const std::vector<JobRow>& jobs) {
     const auto open = std::find_if(jobs.begin(), jobs.end(), [](const JobRow& job) { return job.IsOpen(); });
     return open == jobs.end() ? nullptr : &*open;
 }
+
+void IndexPackets(const char* file) {
+    const Handle handle = sqlite::OpenQuietly(file);
+    if (!handle) return;
+    sqlite3_exec(handle.get(), "CREATE INDEX IF NOT EXISTS tag_data_group ON tag_data(savestamp,address)",
+                 nullptr, nullptr, nullptr);
+}
+
+}  // namespace velmorin

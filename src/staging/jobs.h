@@ -1,12 +1,10 @@
-// What people ask of the staging file and the prescribed readers leave out. Nothing here prints; every call
-// opens the file and closes it again, and none makes one.
+// Queries for velmorinctl; they print nothing and never create the file. Each opens it and closes it again.
 #pragma once
 
-#include <list>
 #include <string>
 #include <vector>
 
-#include "sendcache.h"
+namespace velmorin {
 
 /// One row of `tag_history`.
 struct JobRow {
@@ -37,13 +35,15 @@ struct StagedRows {
 using Fault = std::string;
 
 /// Appends every job to `jobs` in the order of insertion.
-Fault ReadJobs(const char* file, std::vector<JobRow>* jobs);
+[[nodiscard]] Fault ReadJobs(const char* file, std::vector<JobRow>* jobs);
 /// Counts what is staged.
-Fault CountStaged(const char* file, StagedRows* rows);
+[[nodiscard]] Fault CountStaged(const char* file, StagedRows* rows);
 
 /// The first open job, which is the one that is downloaded; null when there is none. Points into `jobs`.
 const JobRow* FirstOpen(const std::vector<JobRow>& jobs);
 
-/// Checks that the cache holds the job's image whole and as it was packed: addresses, identifiers, packets,
-/// order, sizes and every checksum. What differs first, for a person to read.
-Fault CheckStaged(const JobRow& job, const std::list<s_addnode>& cache);
+/// Gives `tag_data` an index by job and group, unless it has one, so that a group's packets are found without
+/// reading all others. Failure is silent; look-ups only get slower.
+void IndexPackets(const char* file);
+
+}  // namespace velmorin

@@ -5,6 +5,7 @@
 
 #include "connection.h"
 #include "db.h"
+#include "protocol.h"
 #include "tool.h"
 
 using sqlite::Handle;
@@ -16,7 +17,7 @@ namespace {
 
 constexpr int kDecodedBytes = 64;
 
-/// The file, opened if it was there before and no key is given; null after a line that says why not.
+/// Opens an existing file; null, reason printed, if missing, unreadable or a key is given.
 Handle OpenExisting(const char* file, const char* key, int key_fault) {
     if (tool::Tool_CheckNodeIsExit(file) != 1) {
         std::puts("config db is not exit!");
@@ -91,7 +92,7 @@ int db::DB_GetInfor(int savestamp, std::list<s_addnode>* cache, const char* file
     const int stamp = table.Column("savestamp");
     for (int row = 0; row < table.Rows(); ++row) {
         s_addnode& group = cache->emplace_back();
-        group.addrstate = -1;
+        group.addrstate = velmorin::kAddressMissing;
         ReadNumber(table.Cell(row, state), 10, &group.state);
         ReadNumber(table.Cell(row, address), 16, &group.address);
         ReadEightDigits(table.Cell(row, canid), &group.canid);

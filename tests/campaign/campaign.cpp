@@ -19,6 +19,8 @@
 
 #include "world.h"
 
+using namespace velmorin;
+
 namespace {
 
 using Random = std::mt19937;

@@ -12,6 +12,8 @@
 #include "sessionwatch.h"
 #include "sqlrows.h"
 
+using namespace velmorin;
+
 namespace {
 
 constexpr long long kSecond = 1'000'000;

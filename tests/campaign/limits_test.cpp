@@ -9,6 +9,8 @@
 #include "membus.h"
 #include "sessionwatch.h"
 
+using namespace velmorin;
+
 using membus::PfOf;
 using membus::ReplyOf;
 using membus::TheBus;

@@ -6,6 +6,8 @@
 #include "fakewait.h"
 #include "sqlrows.h"
 
+using namespace velmorin;
+
 using membus::PfOf;
 using membus::ReplyOf;
 using membus::TheBus;

@@ -3,6 +3,8 @@
 #include "membus.h"
 #include "sessionwatch.h"
 
+using namespace velmorin;
+
 using membus::TheBus;
 
 namespace {

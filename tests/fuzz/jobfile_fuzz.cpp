@@ -9,6 +9,8 @@
 #include "input.h"
 #include "slownumber.h"
 
+using namespace velmorin;
+
 namespace {
 
 std::map<std::string, std::string> ReadSlowly(const std::string& content) {

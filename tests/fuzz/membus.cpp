@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstring>
 
+using namespace velmorin;
+
 namespace membus {
 namespace {
 

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+using namespace velmorin;
+
 using membus::PfOf;
 using membus::TheBus;
 

@@ -11,9 +11,12 @@
 #include "benchdir.h"
 #include "db.h"
 #include "input.h"
+#include "checkstaged.h"
 #include "jobs.h"
 #include "membus.h"
 #include "sessionwatch.h"
+
+using namespace velmorin;
 
 namespace {
 
@@ -115,8 +118,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     loader.Load_DbToCache(&record, &cache);
     if (loader.mstamp != record.timestamp) Fail("loaded another job");
     std::vector<JobRow> jobs;
-    ReadJobs(kStagingFile, &jobs);
-    if (const JobRow* open = FirstOpen(jobs)) CheckStaged(*open, cache);
+    const JobRow* open = ReadJobs(kStagingFile, &jobs).empty() ? FirstOpen(jobs) : nullptr;
+    if (open != nullptr && CheckStaged(*open, cache).empty() && cache.empty()) Fail("an empty cache is whole");
     SelfCheck(cache);
     Send(cache);
     loader.Load_SynDatabases(0);

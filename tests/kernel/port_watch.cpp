@@ -10,6 +10,8 @@
 #include "CanPort.h"
 #include "protocol.h"
 
+using namespace velmorin;
+
 int main() {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     CAN_Port* const port = CAN_Init(kBusPort, kBusBitrate);

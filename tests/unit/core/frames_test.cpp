@@ -7,6 +7,8 @@
 #include "printed.h"
 #include "sessionfixture.h"
 
+using namespace velmorin;
+
 namespace {
 
 using Bytes = std::array<unsigned char, 8>;

@@ -14,6 +14,8 @@
 #include "printed.h"
 #include "sqlrows.h"
 
+using namespace velmorin;
+
 namespace {
 
 using Rows = std::vector<std::string>;

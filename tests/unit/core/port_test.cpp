@@ -18,6 +18,8 @@
 #include "canframe.h"
 #include "printed.h"
 
+using namespace velmorin;
+
 namespace {
 
 /// The kernel that sets a port up: notes every call and fails in one of them.

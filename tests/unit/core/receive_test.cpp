@@ -8,6 +8,8 @@
 #include "printed.h"
 #include "sessionfixture.h"
 
+using namespace velmorin;
+
 namespace {
 
 class Receive : public SessionFixture {

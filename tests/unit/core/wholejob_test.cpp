@@ -9,6 +9,8 @@
 #include "printed.h"
 #include "sessionfixture.h"
 
+using namespace velmorin;
+
 namespace {
 
 using Texts = std::vector<std::string>;

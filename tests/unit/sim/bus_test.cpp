@@ -13,6 +13,8 @@
 #include "candump.h"
 #include "fd.h"
 
+using namespace velmorin;
+
 namespace sim {
 namespace {
 

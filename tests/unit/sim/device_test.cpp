@@ -10,6 +10,8 @@
 #include "checksum.h"
 #include "command.h"
 
+using namespace velmorin;
+
 namespace sim {
 namespace {
 

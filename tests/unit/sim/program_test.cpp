@@ -15,6 +15,8 @@
 #include "options.h"
 #include "runner.h"
 
+using namespace velmorin;
+
 namespace sim {
 namespace {
 

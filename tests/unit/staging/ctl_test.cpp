@@ -12,6 +12,8 @@
 #include "process.h"
 #include "staging_support.h"
 
+using namespace velmorin;
+
 namespace {
 
 class Ctl : public StagingFixture {

@@ -7,6 +7,8 @@
 
 #include "staging_support.h"
 
+using namespace velmorin;
+
 namespace {
 
 class Killed : public StagingFixture {

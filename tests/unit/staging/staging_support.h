@@ -28,7 +28,7 @@ class StagingFixture : public testing::Test {
     }
 
     void MakeStagingFile() {
-        Capture([] { db().DB_CreateTable(kStagingFile, nullptr); });
+        Capture([] { db().DB_CreateTable(velmorin::kStagingFile, nullptr); });
     }
 
     /// Stages the image for port 1, device e0, type 10, update address 20. The packer's code.

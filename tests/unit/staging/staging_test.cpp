@@ -5,8 +5,11 @@
 #include <cstring>
 #include <tuple>
 
+#include "jobs.h"
 #include "staging_support.h"
 #include "tool.h"
+
+using namespace velmorin;
 
 namespace {
 
@@ -155,7 +158,7 @@ TEST_F(Staging, FirstOpenJobIsTheOne) {
         "(NULL,1,'done','e0',1,16,'20',1,0,5,'','',1),(NULL,0,'odd','e0',1,16,'20',1,3,5,'','',2),"
         "(NULL,0,'first','e1',2,17,'2a',2050,-1,9,'0000000a','0000000b',3),"
         "(NULL,0,'second','e0',1,16,'20',1,-1,0,'','',4)");
-    std::memset(&history, 0x55, sizeof history);
+    history = {"left", 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
     LoadStaged();
     EXPECT_EQ(out, "mstamp:3\n");
     EXPECT_EQ(std::tuple(history.state, history.chargeaddress, history.caninterface, history.devtype),
@@ -176,7 +179,7 @@ TEST_F(Staging, PacketsComeAsTheyStandAndInTheOrderOfInsertion) {
           std::string(300, '7') + "')");
     Sql("UPDATE tag_data SET canid='00000001'");
     for (const bool indexed : {false, true}) {
-        if (indexed) db().DB_IndexPackets(kStagingFile);
+        if (indexed) IndexPackets(kStagingFile);
         std::deque<s_datanode> queue;
         Capture([&] { EXPECT_EQ(db().DB_GetData(&queue, 1024, 0x1079E08A, 7, kStagingFile, nullptr), 0); });
         Rows packets;

@@ -1,5 +1,7 @@
 #include "protocol.h"
 
+namespace velmorin {
+
 const char* ResultText(int result) {
     switch (static_cast<ResultCode>(result)) {
         case kResultOpen:
@@ -28,6 +30,12 @@ const char* ResultText(int result) {
             return "a group was refused three times";
         case kResultInterrupted:
             return "interrupted";
+        case kResultSilent:
+            return "device did not answer";
+        case kResultBusLost:
+            return "bus lost";
     }
     return "unknown";
 }
+
+}  // namespace velmorin

@@ -10,6 +10,8 @@
 #include "platform.h"
 #include "protocol.h"
 
+using namespace velmorin;
+
 namespace {
 
 constexpr int kNodeRoom = static_cast<int>(sizeof s_savenode::data);
@@ -39,7 +41,6 @@ bool WriteNodes(const std::list<s_savenode>& nodes, std::FILE* file) {
 
 int Load::Load_DbToCache(s_history* record, std::list<s_addnode>* cache) {
     gettimeofday(&starttime, nullptr);
-    db().DB_IndexPackets(kStagingFile);
     db().DB_GetHistory(record, kStagingFile, nullptr);
     mstamp = record->timestamp;
     std::printf("mstamp:%d\n", mstamp);

@@ -10,6 +10,8 @@
 #include "protocol.h"
 #include "tool.h"
 
+using namespace velmorin;
+
 int PackData::Pack_GetUpFileSize(const char* path) {
     filesize = tool::Tool_GetFileSize(path);
     return filesize == 0 ? -1 : 0;
@@ -17,21 +19,15 @@ int PackData::Pack_GetUpFileSize(const char* path) {
 
 int PackData::Pack_Runing(const char* path) {
     gettimeofday(&starttime, nullptr);
-    const int unfit = MeasureImage(path);
-    if (unfit != 0) return unfit;
-    std::printf("send file size:%ld\n", static_cast<long>(filesize));
-
-    const std::size_t size = static_cast<std::size_t>(filesize);
-    const ImageBuffer image(size);
-    if (image.Bytes() == nullptr) return -2;
-    if (Pack_ReadFileToCache(image.Bytes(), size, path) != 0) return -3;
-    crcA = tool::crc32_planA(image.Bytes(), size);
-    crcB = tool::crc32_planB(image.Bytes(), static_cast<unsigned int>(size));
+    ImageBuffer image;
+    const int unfit = ReadWhole(path, false, &image);
+    if (unfit != kPacked) return unfit;
+    crcA = tool::crc32_planA(image.Bytes(), image.Size());
+    crcB = tool::crc32_planB(image.Bytes(), static_cast<unsigned int>(image.Size()));
 
     s_history history{};
     FillHistory(path, &history);
     db().DB_SaveHistory(&history, kStagingFile, nullptr);
-    db().DB_IndexPackets(kStagingFile);
     int start = 0;
     for (int index = 0; start < filesize; ++index) {
         const int length = std::min(kGroupSize, filesize - start);
@@ -41,7 +37,7 @@ int PackData::Pack_Runing(const char* path) {
     gettimeofday(&endtime, nullptr);
     timeuse = ElapsedMs(starttime, endtime);
     std::printf("save data to db use time: %ld ms\n", static_cast<long>(timeuse));
-    return 0;
+    return kPacked;
 }
 
 int PackData::Pack_WriteDataToDB(int index, const unsigned char* data, int length) {
@@ -61,5 +57,5 @@ int PackData::Pack_WriteHistoryToDB(const char* name) {
     FillHistory(name, &history);
     const std::string statement = db::HistoryInsert(history);
     std::printf("Pack_WriteHistoryToDB cmd:\n%s\n", statement.c_str());
-    return db().DB_RunCommond(statement.c_str(), kStagingFile, nullptr);
+    return db().DB_RunCommond(statement.empty() ? nullptr : statement.c_str(), kStagingFile, nullptr);
 }

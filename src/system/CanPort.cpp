@@ -12,20 +12,13 @@
 #include <string>
 
 #include "platform.h"
+#include "tool.h"
 
 namespace {
 
 [[noreturn]] void Fail(const char* call) {
     std::perror(call);
     std::exit(EXIT_FAILURE);
-}
-
-int TraceFromEnvironment() {
-    const char* value = std::getenv("CAN_LOG");
-    if (value == nullptr || *value == '\0') return 0;
-    const bool on = std::strcmp(value, "ON") == 0;
-    std::puts(on ? "LOG_CAN TURN ON" : "LOG_CAN TURN OFF");
-    return on ? 1 : 0;
 }
 
 /// A command that fails (the interface is down already, say) is no reason to stop; a shell that cannot run
@@ -57,7 +50,7 @@ void Trace(const char* direction, int count, const can_frame& frame, unsigned in
 
 CAN_Port* CAN_Init(int port, int bitrate) {
     auto handle = std::make_unique<CAN_Port>();
-    handle->log_on = TraceFromEnvironment();
+    handle->log_on = velmorin::TraceSwitch("CAN_LOG");
     const std::string interface = "can" + std::to_string(port);
     SetUpInterface(interface, bitrate);
 
@@ -77,7 +70,7 @@ CAN_Port* CAN_Init(int port, int bitrate) {
 
 int CAN_Read(CAN_Port* port, struct can_frame* frame) {
     const ssize_t count = read(port->fd, frame, sizeof *frame);
-    if (count < 0) return -1;
+    if (count < 0 || platform::IsBusGone(count)) return -1;
     if (count < static_cast<ssize_t>(sizeof *frame)) {
         std::fputs("read: incomplete CAN frame\n", stderr);
         return -1;

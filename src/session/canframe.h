@@ -1,5 +1,4 @@
-// The update session: the one object that carries out one update job. Its job-level operations are in
-// session/, its protocol operations in this folder, one file a concern.
+// The update session: the one object that carries out one update job, one file of this folder a concern.
 #pragma once
 
 #include <sys/time.h>
@@ -10,16 +9,15 @@
 #include <string>
 
 #include "CanPort.h"
-#include "groupfinder.h"
 #include "protocol.h"
 #include "sendcache.h"
 
 /// One command frame waiting to be written.
 struct tagCAN_MailBox {
-    std::uint8_t priority;  ///< top three bits of the identifier
-    std::uint8_t pf;        ///< PDU format byte of the identifier
-    std::uint8_t len;       ///< data length code, always 8
-    std::uint8_t data[8];   ///< data bytes in bus order
+    std::uint8_t priority = 0;  ///< top three bits of the identifier
+    std::uint8_t pf = 0;        ///< PDU format byte of the identifier
+    std::uint8_t len = 0;       ///< data length code, always 8
+    std::uint8_t data[8]{};     ///< data bytes in bus order
 };
 static_assert(sizeof(tagCAN_MailBox) == 11);
 
@@ -29,7 +27,7 @@ static_assert(sizeof(tagCAN_MailBox) == 11);
 /// `CAN_InitDevice`, `FirewareUpdateInit`); `Runloop` until `m_finished` is 1; `CacheClean`; `UpdateRecord`;
 /// destroy.
 ///
-/// The session owns its port, send cache and mailbox. Nothing in it throws.
+/// The session owns its port, send cache and mailbox. Nothing here throws but for want of memory.
 class canframe {
   public:
     /// Starts every field at the value shown beside it; `m_debug` comes from `Can_Debugeable`.
@@ -39,14 +37,14 @@ class canframe {
     canframe(const canframe&) = delete;
     canframe& operator=(const canframe&) = delete;
 
-    // The job (session/).
+    // The job.
 
     /// Opens the bus port. 0, or -1 when there is no handle; what `CAN_Init` cannot open ends the process.
     int CAN_InitDevice(unsigned int port, int bitrate);
     /// Stores the four bus values and takes the start time. Always 0.
     int SetAddress(int port, int chargeaddress, int devtype, int updateaddress);
-    /// Reads the job file into the bus values and the image path. 0; -1 when it cannot be read or is no file
-    /// but a pipe, say, nothing printed. Keys that do not occur leave their field alone; the last of several
+    /// Reads the job file into the bus values and the image path. 0; -1 when it cannot be read or is a pipe, a
+    /// socket or a directory, nothing printed. Keys that do not occur leave their field alone; the last of several
     /// wins; bad numbers read as 0.
     int LoadFirewareInfo();
     /// Takes the start time and loads the image that the job file names. The result of `LoadData`.
@@ -63,31 +61,30 @@ class canframe {
     /// 1 when the environment's CAN_UPDATE is "ON", else 0. Prints which one, unless it is unset or empty.
     int Can_Debugeable();
 
-    // Frames out (protocol/frames.cpp). Each is named after its PF times 256 and returns the finished record.
+    // Frames out (frames.cpp). Each is named after its PF times 256 and returns the finished record.
 
     tagCAN_MailBox Build1792();   ///< 0x07 version check; not sent in a run
     tagCAN_MailBox Build28672();  ///< 0x70 heartbeat; numbers it and counts it as unanswered
     tagCAN_MailBox Build29184();  ///< 0x72 start download
     tagCAN_MailBox Build29696();  ///< 0x74 address request; carries the image size for an archive
-    /// 0x77 group start: picks the first unconfirmed group and counts the start. `result` 1: send the frame;
-    /// 0: no unconfirmed group is left; -2: that group was started three times already. Only 1 changes the
-    /// session.
+    /// 0x77 group start: picks the first unconfirmed group and counts the start. `result` becomes a
+    /// StartResult; only kStartGroup changes the session.
     tagCAN_MailBox Build30464(int& result);
     tagCAN_MailBox Build31232();  ///< 0x7A group end with the group's checksum
     tagCAN_MailBox Build31744();  ///< 0x7C program check with the image's checksum
     tagCAN_MailBox Build32256();  ///< 0x7E immediate reset
 
-    // Frames in (protocol/frames.cpp). Each takes 8 data bytes; those past the frame's length read as zero.
+    // Frames in (frames.cpp). Each takes 8 data bytes; those past the frame's length read as zero.
 
-    void Deal2048(const unsigned char* data);  ///< 0x08 version check: back to the beginning, or result 8
+    void Deal2048(const unsigned char* data);  ///< 0x08 version check: notes whether it passed
     void Deal28928(
         const unsigned char* data);  ///< 0x71 heartbeat: the link answers; result 1 on a wrong number
     void Deal29440(const unsigned char* data);  ///< 0x73 start download: status and checksum plan
     void Deal29952(const unsigned char* data);  ///< 0x75 address for the first group that waits for one
     void Deal30208(const unsigned char* data);  ///< 0x76 go-ahead: only the address bytes are looked at
     void Deal30720(const unsigned char* data);  ///< 0x78 group start: result 3 on another address
-    /// 0x7B group end: 0xAA confirms the first unconfirmed group of the current address, frees its packets
-    /// and gives the next waiting group its address; 0x55 leaves the group; anything else does too, with
+    /// 0x7B group end: 0xAA confirms the first unconfirmed group of the current address (the first group of it
+    /// when all are confirmed), frees its packets and gives the next waiting group its address; 0x55 leaves the group; anything else does too, with
     /// result 4.
     void Deal31488(const unsigned char* data);
     void Deal32000(const unsigned char* data);  ///< 0x7D program check: result 5, or 0
@@ -95,7 +92,7 @@ class canframe {
 
     // The machine.
 
-    /// One call of the sequencer, `pass` counting from 1 (protocol/sequencer.cpp). Writes at most one command
+    /// One call of the sequencer, `pass` counting from 1 (sequencer.cpp). Writes at most one command
     /// frame and, in the data step, one packet. Blocks 100 ms in the idle step and 2 s in the closing one,
     /// else not.
     void working(unsigned int pass);
@@ -105,19 +102,35 @@ class canframe {
     /// Reads at most one frame. `data` has room for at least 250 bytes. `kind` becomes the frame's PF, 0
     /// without a frame, 250 for one taken into or refused by the multi-frame state. Returns the data length
     /// code (at most 8) of a single frame; 1 for a bad first frame or a full buffer; else 0. A completed
-    /// message leaves its payload in `data` and its PF in `kind`. Checksum bytes for which a message's frames
-    /// have no room are read from where they would lie in the buffer, which holds zeros at first.
+    /// message leaves its payload in `data` and its PF in `kind`. If the frames leave no room
+    /// for the checksum, it is read from the buffer bytes behind the payload, which are zero at first.
     int RecieveCanMuchData(unsigned char* data, int* kind);
     /// Writes the oldest command frame, if there is one, and forgets it. Always 0.
     int SendMessageEvent();
     /// Writes the next packet of the current group. 0, or -1 when the group has none left.
     int SendMessageEventV2();
 
+    // What a pass consists of, for a run that keeps another clock than Runloop.
+
+    /// Acts on a reply of this kind in whatever step it arrives. Where a reply leaves the timers alone, it
+    /// sets `m_runstep`; where the next step's frame is due at once, it enters the step.
+    void Dispatch(int kind, const unsigned char* data);
+    /// Enters a step so that its frame goes out in the next call.
+    void EnterStep(velmorin::Step step);
+    /// What the step does in one call. False when that call does not look at the link.
+    bool RunStep();
+    /// A lost link starts the download over; confirmed groups stay confirmed.
+    void SuperviseLink();
+    /// The command as it goes onto the bus.
+    can_frame FrameOf(const tagCAN_MailBox& command) const;
+    /// The next packet of the current group, null when it has none left. Points into the send cache.
+    const can_frame* NextPacket() const;
+
     int m_finished = 0;                     ///< 1 once the session is over
     int m_rxframes = 0;                     ///< multi-frame message: frames announced
     int m_rxlength = 0;                     ///< multi-frame message: payload bytes announced
     int m_rxseq = 0;                        ///< multi-frame message: last sequence number taken; 0 while idle
-    unsigned char m_rxbuf[kMultiBuffer]{};  ///< multi-frame message: the stream so far
+    unsigned char m_rxbuf[velmorin::kMultiBuffer]{};  ///< multi-frame message: the stream so far
     int m_rxpos = 0;                        ///< multi-frame message: bytes in m_rxbuf
     CAN_Port* m_canhandle = nullptr;        ///< the open port, owned
     unsigned int m_loopcount = 0;           ///< passes so far
@@ -129,9 +142,9 @@ class canframe {
     int m_firewaretype = 0;            ///< 1 for a .tar.gz image, else 0
     int m_debug = 0;                   ///< 1: protocol trace on
     int m_packid = 0;                  ///< index of the current group's next packet
-    int m_runstep = kStepLinkWait;     ///< a Step
+    int m_runstep = velmorin::kStepLinkWait;     ///< a Step
     int m_checkack = 0;                ///< status of the last program check reply
-    int m_errorcode = kResultSuccess;  ///< a ResultCode
+    int m_errorcode = velmorin::kResultSuccess;  ///< a ResultCode
     unsigned int m_groupaddress = 0;   ///< address of the current group, its key in the send cache
     int m_canport = 0;                 ///< data byte 0 of every command frame
     int m_chargeaddress = 0;           ///< the device's bus address
@@ -154,26 +167,22 @@ class canframe {
     std::deque<tagCAN_MailBox> m_mailbox;  ///< command frames to write, oldest first
 
   private:
-    tagCAN_MailBox Command(Pf pf) const;
+    tagCAN_MailBox Command(velmorin::Pf pf) const;
     bool AnyAddressByteMatches(const unsigned char* data) const;
     void CheckAddressBytes(const unsigned char* data) const;
     void RequireAddressBytes(const unsigned char* data);
+    void ConfirmGroup();
     void GiveAddress(unsigned int address);
 
-    void EnterStep(Step step);
-    bool RunStep();
     bool ResendDue();
     void Resend(const char* trace, tagCAN_MailBox (canframe::*build)());
     void StartNextGroup();
     void SendNextPacket();
-    void SuperviseLink();
 
-    void Dispatch(int kind, const unsigned char* data);
     int CollectFrame(const can_frame& frame, int pf, unsigned char* data, int* kind);
     int TakeFirstFrame(const can_frame& frame);
     int TakeNextFrame(const can_frame& frame, int pf, unsigned char* data, int* kind);
     void ClearMultiFrame();
 
-    GroupFinder finder_;
     bool version_passed_ = false;  // what the last version check reply said
 };

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+namespace velmorin {
+
 /// PDU format byte (bits 23 to 16 of the 29-bit identifier): what a frame is.
 enum Pf : std::uint8_t {
     kPfVersionCheck = 0x07,        ///< command: version check (defined, not sent in a run)
@@ -30,17 +32,52 @@ enum Pf : std::uint8_t {
     kPfMulti61 = 0x61,             ///< as 0x11
 };
 
-/// Identifier: priority << 26 | PF << 16 | destination << 8 | source.
-constexpr int kPriorityShift = 26;
-constexpr int kPfShift = 16;
-constexpr int kDestinationShift = 8;
 constexpr std::uint8_t kUpdaterAddress = 0x8A;  ///< source address of every command frame
 constexpr std::uint8_t kPriorityUpdate = 4;     ///< every frame of the update
 constexpr std::uint8_t kPriorityVersion = 6;    ///< the version check alone
-constexpr unsigned int kDataIdentifier =        ///< identifier of a data frame to device address 0
-    static_cast<unsigned int>(kPriorityUpdate) << kPriorityShift |
-    static_cast<unsigned int>(kPfData) << kPfShift | kUpdaterAddress;
-constexpr int kFrameLength = 8;  ///< data bytes of every command frame
+constexpr int kFrameLength = 8;                 ///< data bytes of every command frame
+
+// Identifier: priority << 26 | PF << 16 | destination << 8 | source.
+constexpr int kPriorityShift = 26;
+constexpr int kPfShift = 16;
+constexpr int kDestinationShift = 8;
+
+/// The 29-bit identifier of a frame, without flags. Of the addresses the low 8 bits count.
+constexpr unsigned int Identifier(std::uint8_t priority, std::uint8_t pf, int destination, int source) {
+    return static_cast<unsigned int>(priority) << kPriorityShift | static_cast<unsigned int>(pf) << kPfShift |
+           (static_cast<unsigned int>(destination) & 0xFF) << kDestinationShift |
+           (static_cast<unsigned int>(source) & 0xFF);
+}
+/// The identifier of the data frames to the device at `charge_address`.
+constexpr unsigned int DataIdentifier(int charge_address) {
+    return Identifier(kPriorityUpdate, kPfData, charge_address, kUpdaterAddress);
+}
+constexpr std::uint8_t PfOf(unsigned int identifier) {
+    return static_cast<std::uint8_t>(identifier >> kPfShift & 0xFF);
+}
+constexpr std::uint8_t DestinationOf(unsigned int identifier) {
+    return static_cast<std::uint8_t>(identifier >> kDestinationShift & 0xFF);
+}
+constexpr std::uint8_t SourceOf(unsigned int identifier) {
+    return static_cast<std::uint8_t>(identifier & 0xFF);
+}
+
+// Where things lie in the data bytes. The first three are the address bytes of commands and replies.
+constexpr int kAtPort = 0;             ///< port number
+constexpr int kAtDeviceType = 1;       ///< device type
+constexpr int kAtUpdateAddress = 2;    ///< update address, but in 0x70 and 0x71
+constexpr int kAtHeartbeatNumber = 2;  ///< 0x70, 0x71: sequence number, 16 bits
+constexpr int kAtFunctionIndex = 3;    ///< 0x72
+constexpr int kAtStatus = 3;           ///< 0x73, 0x7B, 0x7D, 0x7F
+constexpr int kAtPlan = 5;             ///< 0x73: checksum plan
+constexpr int kAtImageSize = 3;        ///< 0x74, 32 bits
+constexpr int kAtNextAddress = 4;      ///< 0x75, 0x7B: address for the next group without one, 32 bits
+constexpr int kAtGroupAddress = 3;     ///< 0x77, 0x78: 32 bits
+constexpr int kAtPacketIndex = 3;      ///< 0x79; image bytes follow
+constexpr int kAtChecksum = 3;         ///< 0x7A, 0x7C: 32 bits
+constexpr int kAtResetKey = 3;         ///< 0x7E
+constexpr int kAtVersionCommand = 1;   ///< 0x07, 0x08
+constexpr int kAtVersionNumber = 2;    ///< 0x07, 0x08
 
 /// What the sequencer does in a pass; the value is what `m_runstep` holds.
 enum Step : int {
@@ -72,6 +109,8 @@ enum ResultCode : int {
     kResultRefused = 10,        ///< the device refused the download
     kResultGroupRejected = 12,  ///< a group was to be started a fourth time
     kResultInterrupted = 13,    ///< a signal, or a person, ended the job
+    kResultSilent = 14,         ///< the device did not answer (velmorinctl)
+    kResultBusLost = 15,        ///< the bus was lost (velmorinctl)
 };
 
 /// `result` in a few words of plain English; "unknown" for a value that no job records. Static text.
@@ -97,6 +136,26 @@ constexpr int kPacketsPerGroup = kGroupSize / kPacketSize;
 constexpr std::uint8_t kPadding = 0xFF;  ///< fills the last group; erased flash reads the same
 constexpr int kMaxGroupStarts = 3;       ///< how often one group is offered
 
+/// Groups of an image of `bytes`, the last one as short as the image leaves it.
+constexpr int GroupsOf(int bytes) {
+    return bytes / kGroupSize + (bytes % kGroupSize != 0 ? 1 : 0);
+}
+/// Packets of a group of `bytes`.
+constexpr int PacketsOf(int bytes) {
+    return bytes / kPacketSize + (bytes % kPacketSize != 0 ? 1 : 0);
+}
+
+/// `s_addnode::state`: has the device confirmed the group?
+enum GroupState : int { kUnconfirmed = 0, kConfirmed = 1 };
+/// `s_addnode::addrstate`: has the device named an address for the group?
+enum AddressState : int { kAddressMissing = -1, kAddressGiven = 1 };
+/// What `canframe::Build30464` came to.
+enum StartResult : int {
+    kStartNone = 0,     ///< no unconfirmed group is left
+    kStartGroup = 1,    ///< the frame is to be sent
+    kStartUsedUp = -2,  ///< the group has been offered kMaxGroupStarts times already
+};
+
 // Pace. A pass is the unit of all timing.
 constexpr int kPassMs = 10;                     ///< sleep at the end of every pass
 constexpr int kIdlePauseMs = 100;               ///< further sleep of a pass in the idle step
@@ -109,11 +168,16 @@ constexpr unsigned int kMissedLimit = 3;        ///< more unanswered heartbeats 
 constexpr unsigned int kHeartbeatWrap = 65536;  ///< sequence numbers are 16 bits wide
 
 // Multi-frame messages.
-constexpr int kMultiFirstPayload = 4;  ///< stream bytes in the first frame, from byte 4
-constexpr int kMultiNextPayload = 7;   ///< stream bytes in each further frame, from byte 1
+constexpr int kMultiFirstPayload = 4;  ///< stream bytes in the first frame
+constexpr int kMultiNextPayload = 7;   ///< stream bytes in each further frame
 constexpr int kMultiMinLength = 8;     ///< payload bytes
 constexpr int kMultiMaxLength = 250;   ///< payload bytes
 constexpr int kMultiBuffer = 256;      ///< bytes the collecting buffer holds
+constexpr int kAtMultiSequence = 0;    ///< number of the frame, from 1
+constexpr int kAtMultiFrames = 1;      ///< first frame: frames of the message
+constexpr int kAtMultiLength = 2;      ///< first frame: payload bytes, 16 bits
+constexpr int kAtMultiFirst = 4;       ///< first frame: its stream bytes
+constexpr int kAtMultiNext = 1;        ///< further frames: their stream bytes
 
 /// Frame kinds that are no PF, as the receive path reports them.
 constexpr int kKindNone = 0;       ///< no frame was read
@@ -131,3 +195,5 @@ constexpr int PortNumber(int charge_address) {
     if (charge_address == kChargeAddressPort1) return 1;
     return charge_address == kChargeAddressPort2 ? 2 : 0;
 }
+
+}  // namespace velmorin

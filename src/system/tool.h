@@ -1,6 +1,14 @@
 // Small routines that the whole updater shares: waits, files, hexadecimal text, the banner, the checksums.
 #pragma once
 
+namespace velmorin {
+
+/// A trace switch of the environment: 1 when it is exactly "ON", else 0. Prints which one, unless it is unset or
+/// empty.
+int TraceSwitch(const char* name);
+
+}  // namespace velmorin
+
 /// No data, only static routines. None ends the process or throws; only the delays block.
 class tool {
   public:

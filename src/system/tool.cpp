@@ -34,6 +34,14 @@ int MonthNumber(const char* word) {
 
 }  // namespace
 
+int velmorin::TraceSwitch(const char* name) {
+    const char* value = std::getenv(name);
+    if (value == nullptr || *value == '\0') return 0;
+    const int on = tool::Tool_debug(name);
+    std::puts(on == 1 ? "LOG_CAN TURN ON" : "LOG_CAN TURN OFF");
+    return on;
+}
+
 int tool::Tool_Delayms(unsigned long milliseconds) {
     timeval tv{};
     tv.tv_sec = static_cast<time_t>(milliseconds / 1000);

@@ -4,11 +4,11 @@
 #include <linux/can.h>
 #include <sys/time.h>
 
-#include <cstdio>
-#include <memory>
 #include <string>
 
-namespace sim {
+#include "file.h"
+
+namespace velmorin {
 
 /// One log line without its newline: "(seconds.micros) INTERFACE ID#DATA". An extended identifier takes 8 hex
 /// digits, a standard one 3; a remote frame has R and its length instead of data.
@@ -16,20 +16,16 @@ std::string CandumpLine(timeval when, const std::string& interface, const can_fr
 
 class CandumpLog {
   public:
-    /// Starts `path` anew. Throws std::runtime_error when it cannot be written.
+    /// Starts `path` anew. Throws std::runtime_error, "PATH: REASON", when it cannot be written.
     CandumpLog(const std::string& path, std::string interface);
 
-    /// Appends the frame with the current time; the line is in the file when this returns. The first line
-    /// that cannot be written is reported on standard error, and the rest left out.
-    void Write(const can_frame& frame);
+    /// Appends the frame with the current time; the line is in the file when this returns. False, errno set,
+    /// for the first line that cannot be written; the rest is then left out, silently.
+    [[nodiscard]] bool Write(const can_frame& frame);
 
   private:
-    struct Close {
-        void operator()(std::FILE* file) const { std::fclose(file); }
-    };
-    std::unique_ptr<std::FILE, Close> file_;
-    std::string path_;
+    File file_;
     std::string interface_;
 };
 
-}  // namespace sim
+}  // namespace velmorin

@@ -8,10 +8,11 @@
 #include <sys/un.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "process.h"
 
 namespace platform {
 namespace {
@@ -57,7 +58,7 @@ int RunShell(const char* command) {
 
 int OpenBusSocket() {
     if (BenchFolder().empty()) return socket(PF_CAN, SOCK_RAW, CAN_RAW);
-    std::signal(SIGPIPE, SIG_IGN);
+    velmorin::IgnoreWriteSignals();
     return socket(AF_UNIX, SOCK_SEQPACKET, 0);
 }
 
@@ -72,6 +73,10 @@ int FindInterface(int fd, const char* name, int* index) {
     if (ioctl(fd, SIOCGIFINDEX, &request) < 0) return -1;
     *index = request.ifr_ifindex;
     return 0;
+}
+
+bool IsBusGone(long count) {
+    return count == 0 && !BenchFolder().empty();
 }
 
 int BindToInterface(int fd, int index) {

@@ -7,6 +7,8 @@
 #include "littleendian.h"
 #include "tool.h"
 
+using namespace velmorin;
+
 namespace {
 
 /// Frames that a message of this many payload bytes takes: 1 + ceil((length - 4) / 7).
@@ -37,7 +39,6 @@ int canframe::Runloop() {
     return 0;
 }
 
-/// Acts on a reply in whatever step it arrives.
 void canframe::Dispatch(int kind, const unsigned char* data) {
     switch (kind) {
         case kPfVersionCheckReply:
@@ -105,7 +106,7 @@ int canframe::RecieveCanMuchData(unsigned char* data, int* kind) {
     *kind = kKindNone;
     can_frame frame{};
     if (CAN_Read(m_canhandle, &frame) != 1) return 0;
-    const int pf = static_cast<int>(frame.can_id >> kPfShift & 0xFF);
+    const int pf = PfOf(frame.can_id);
     switch (pf) {
         case kPfMulti11:
         case kPfMulti13:
@@ -123,7 +124,7 @@ int canframe::RecieveCanMuchData(unsigned char* data, int* kind) {
 
 int canframe::CollectFrame(const can_frame& frame, int pf, unsigned char* data, int* kind) {
     *kind = kKindPartial;
-    const int sequence = frame.data[0];
+    const int sequence = frame.data[kAtMultiSequence];
     if (m_rxseq == 0 && sequence == 1) return TakeFirstFrame(frame);
     if (sequence == m_rxseq + 1) return TakeNextFrame(frame, pf, data, kind);
     ClearMultiFrame();
@@ -131,13 +132,13 @@ int canframe::CollectFrame(const can_frame& frame, int pf, unsigned char* data, 
 }
 
 int canframe::TakeFirstFrame(const can_frame& frame) {
-    m_rxframes = frame.data[1];
-    m_rxlength = static_cast<int>(GetLe16(frame.data + 2));
+    m_rxframes = frame.data[kAtMultiFrames];
+    m_rxlength = static_cast<int>(GetLe16(frame.data + kAtMultiLength));
     if (m_rxlength < kMultiMinLength || m_rxlength > kMultiMaxLength || m_rxframes != FramesFor(m_rxlength)) {
         ClearMultiFrame();
         return 1;
     }
-    std::memcpy(m_rxbuf, frame.data + 4, kMultiFirstPayload);
+    std::memcpy(m_rxbuf, frame.data + kAtMultiFirst, kMultiFirstPayload);
     m_rxpos = kMultiFirstPayload;
     m_rxseq = 1;
     return 0;
@@ -148,7 +149,7 @@ int canframe::TakeNextFrame(const can_frame& frame, int pf, unsigned char* data,
         ClearMultiFrame();
         return 1;
     }
-    std::memcpy(m_rxbuf + m_rxpos, frame.data + 1, kMultiNextPayload);
+    std::memcpy(m_rxbuf + m_rxpos, frame.data + kAtMultiNext, kMultiNextPayload);
     m_rxpos += kMultiNextPayload;
     ++m_rxseq;
     if (m_rxseq != m_rxframes) return 0;

@@ -3,10 +3,13 @@
 
 #include <sys/time.h>
 
-/// Milliseconds from `start` to `end`, in unsigned 32-bit arithmetic: the microseconds of 71 minutes and more
-/// wrap.
+namespace velmorin {
+
+/// Milliseconds from `start` to `end`. 32-bit microseconds: wraps after 71 minutes.
 inline int ElapsedMs(const timeval& start, const timeval& end) {
     const auto seconds = static_cast<unsigned int>(end.tv_sec - start.tv_sec);
     const auto microseconds = static_cast<unsigned int>(end.tv_usec - start.tv_usec);
     return static_cast<int>((seconds * 1000000U + microseconds) / 1000U);
 }
+
+}  // namespace velmorin

@@ -1,8 +1,11 @@
 // The frames of the protocol: builders of commands, handlers of replies.
+#include <algorithm>
 #include <cstdio>
 
 #include "canframe.h"
 #include "littleendian.h"
+
+using namespace velmorin;
 
 /// A command of the update with its three address bytes; the rest is zero.
 tagCAN_MailBox canframe::Command(Pf pf) const {
@@ -10,9 +13,9 @@ tagCAN_MailBox canframe::Command(Pf pf) const {
     command.priority = kPriorityUpdate;
     command.pf = pf;
     command.len = kFrameLength;
-    command.data[0] = LowByte(m_canport);
-    command.data[1] = LowByte(m_devtype);
-    command.data[2] = LowByte(m_updateaddress);
+    command.data[kAtPort] = LowByte(m_canport);
+    command.data[kAtDeviceType] = LowByte(m_devtype);
+    command.data[kAtUpdateAddress] = LowByte(m_updateaddress);
     return command;
 }
 
@@ -32,36 +35,37 @@ tagCAN_MailBox canframe::Build28672() {
     m_heartlast = m_heartseq++;
     ++m_heartmiss;
     tagCAN_MailBox command = Command(kPfHeartbeat);
-    PutLe16(command.data + 2, m_heartlast);
+    PutLe16(command.data + kAtHeartbeatNumber, m_heartlast);
     return command;
 }
 
 tagCAN_MailBox canframe::Build29184() {
     tagCAN_MailBox command = Command(kPfStartDownload);
-    command.data[3] = LowByte(m_funcindex);
+    command.data[kAtFunctionIndex] = LowByte(m_funcindex);
     return command;
 }
 
 tagCAN_MailBox canframe::Build29696() {
     tagCAN_MailBox command = Command(kPfAddressRequest);
-    PutLe32(command.data + 3, m_firewaretype != 0 ? static_cast<unsigned int>(m_filesize) : 0);
+    PutLe32(command.data + kAtImageSize, m_firewaretype != 0 ? static_cast<unsigned int>(m_filesize) : 0);
     return command;
 }
 
 tagCAN_MailBox canframe::Build30464(int& result) {
     tagCAN_MailBox command = Command(kPfGroupStart);
-    const auto group = finder_.FirstUnconfirmed(m_addlist);
+    const auto group =
+        std::ranges::find_if(m_addlist, [](const s_addnode& each) { return each.state == kUnconfirmed; });
     if (group == m_addlist.end()) {
-        result = 0;
+        result = kStartNone;
         return command;
     }
     std::printf("send count:%d countmax:%d packcout:%d\n", group->sendcount, kMaxGroupStarts, group->count);
     if (group->sendcount >= kMaxGroupStarts) {
-        result = -2;
+        result = kStartUsedUp;
         return command;
     }
     ++group->sendcount;
-    result = 1;
+    result = kStartGroup;
     m_packid = 0;
     m_groupaddress = m_startaddress = group->address;
     if (m_crcplan == kPlanA) {
@@ -71,30 +75,31 @@ tagCAN_MailBox canframe::Build30464(int& result) {
         m_groupcrc = group->crc32B;
         std::printf("groupaddress:%08x crc32B:%08x\n", m_groupaddress, m_groupcrc);
     }
-    PutLe32(command.data + 3, m_groupaddress);
+    PutLe32(command.data + kAtGroupAddress, m_groupaddress);
     return command;
 }
 
 tagCAN_MailBox canframe::Build31232() {
     tagCAN_MailBox command = Command(kPfGroupEnd);
-    PutLe32(command.data + 3, m_groupcrc);
+    PutLe32(command.data + kAtChecksum, m_groupcrc);
     return command;
 }
 
 tagCAN_MailBox canframe::Build31744() {
     tagCAN_MailBox command = Command(kPfProgramCheck);
-    PutLe32(command.data + 3, m_crcplan == kPlanA ? m_crcA : m_crcB);
+    PutLe32(command.data + kAtChecksum, m_crcplan == kPlanA ? m_crcA : m_crcB);
     return command;
 }
 
 tagCAN_MailBox canframe::Build32256() {
     tagCAN_MailBox command = Command(kPfReset);
-    command.data[3] = kResetNow;
+    command.data[kAtResetKey] = kResetNow;
     return command;
 }
 
 bool canframe::AnyAddressByteMatches(const unsigned char* data) const {
-    return data[0] == m_canport || data[1] == m_devtype || data[2] == m_updateaddress;
+    return data[kAtPort] == m_canport || data[kAtDeviceType] == m_devtype ||
+           data[kAtUpdateAddress] == m_updateaddress;
 }
 
 /// A reply of another device is reported and taken all the same: the protocol never refuses one.
@@ -108,32 +113,47 @@ void canframe::RequireAddressBytes(const unsigned char* data) {
 }
 
 void canframe::GiveAddress(unsigned int address) {
-    const auto group = finder_.FirstWaiting(m_addlist);
+    const auto group = std::ranges::find_if(
+        m_addlist, [](const s_addnode& each) { return each.addrstate == kAddressMissing; });
     if (group == m_addlist.end()) return;
     group->address = address;
-    group->addrstate = 1;
+    group->addrstate = kAddressGiven;
+}
+
+/// Of several groups with the current address, the one whose packets went out: the first unconfirmed one.
+void canframe::ConfirmGroup() {
+    const auto has_address = [this](const s_addnode& each) { return each.address == m_groupaddress; };
+    auto group = std::ranges::find_if(m_addlist, [&](const s_addnode& each) {
+        return has_address(each) && each.state == kUnconfirmed;
+    });
+    if (group == m_addlist.end()) group = std::ranges::find_if(m_addlist, has_address);
+    if (group == m_addlist.end()) return;
+    group->state = kConfirmed;
+    std::deque<s_datanode>().swap(group->dataqueue);  // clear() would keep memory
 }
 
 void canframe::Deal2048(const unsigned char* data) {
-    version_passed_ = data[1] == kVersionReplyCommand && data[2] == kVersionReplyNumber;
+    version_passed_ = data[kAtVersionCommand] == kVersionReplyCommand &&
+                      data[kAtVersionNumber] == kVersionReplyNumber;
 }
 
 void canframe::Deal28928(const unsigned char* data) {
-    if (data[0] != m_canport && data[1] != m_devtype) std::puts("can mark and dev type is not same");
-    if (GetLe16(data + 2) != m_heartlast) m_errorcode = kResultHeartbeat;
+    if (data[kAtPort] != m_canport && data[kAtDeviceType] != m_devtype)
+        std::puts("can mark and dev type is not same");
+    if (GetLe16(data + kAtHeartbeatNumber) != m_heartlast) m_errorcode = kResultHeartbeat;
     m_heartmiss = 0;
 }
 
 void canframe::Deal29440(const unsigned char* data) {
     CheckAddressBytes(data);
-    m_startack = data[3];
+    m_startack = data[kAtStatus];
     m_startacked = 1;
-    m_crcplan = data[5];
+    m_crcplan = data[kAtPlan];
 }
 
 void canframe::Deal29952(const unsigned char* data) {
     CheckAddressBytes(data);
-    GiveAddress(GetLe32(data + 4));
+    GiveAddress(GetLe32(data + kAtNextAddress));
 }
 
 void canframe::Deal30208(const unsigned char* data) {
@@ -142,7 +162,7 @@ void canframe::Deal30208(const unsigned char* data) {
 
 void canframe::Deal30720(const unsigned char* data) {
     RequireAddressBytes(data);
-    const unsigned int address = GetLe32(data + 3);
+    const unsigned int address = GetLe32(data + kAtGroupAddress);
     if (address == m_startaddress) return;
     std::printf("CAN RCV start address error:send:0x%08x rcv:0x%08x\n", m_startaddress, address);
     m_errorcode = kResultStartAddress;
@@ -150,31 +170,27 @@ void canframe::Deal30720(const unsigned char* data) {
 
 void canframe::Deal31488(const unsigned char* data) {
     RequireAddressBytes(data);
-    if (data[3] == kGroupWrong) {
+    if (data[kAtStatus] == kGroupWrong) {
         if (m_debug == 1) std::puts("check group checkcrc failed");
         return;
     }
-    if (data[3] != kGroupRight) {
+    if (data[kAtStatus] != kGroupRight) {
         if (m_debug == 1) std::puts("check group erase failed");
         m_errorcode = kResultErase;
         return;
     }
     if (m_debug == 1) std::puts("check group checkcrc sucessfull");
-    const auto group = finder_.FirstUnconfirmedAt(m_addlist, m_groupaddress);
-    if (group != m_addlist.end()) {
-        group->state = 1;
-        std::deque<s_datanode>().swap(group->dataqueue);  // clear() would keep memory
-    }
-    GiveAddress(GetLe32(data + 4));
+    ConfirmGroup();
+    GiveAddress(GetLe32(data + kAtNextAddress));
 }
 
 void canframe::Deal32000(const unsigned char* data) {
     RequireAddressBytes(data);
-    m_checkack = data[3];
+    m_checkack = data[kAtStatus];
     m_errorcode = m_checkack != kAccepted ? kResultProgramCheck : kResultSuccess;
 }
 
 void canframe::Deal32512(const unsigned char* data) {
     RequireAddressBytes(data);
-    m_errorcode = data[3] == kResetDone ? kResultResetDone : kResultResetFailed;
+    m_errorcode = data[kAtStatus] == kResetDone ? kResultResetDone : kResultResetFailed;
 }

@@ -1,11 +1,14 @@
-// Is a staged job what was packed? Its rows may have been cut short by a full disk or a killed process, or
+// A staged job's rows may have been cut short by a full disk or a killed process, or
 // changed since; nothing damaged may reach a device.
+#include "checkstaged.h"
+
 #include <algorithm>
 
-#include "jobs.h"
+#include "littleendian.h"
 #include "protocol.h"
 #include "tool.h"
 
+namespace velmorin {
 namespace {
 
 unsigned int CrcA(const std::string& bytes) {
@@ -21,19 +24,17 @@ unsigned int CrcB(const std::string& bytes) {
 bool IsPacket(const JobRow& job, const s_addnode& group, const s_datanode& packet, int index, int length) {
     const unsigned char* data = packet.frame.data;
     return packet.dataid == index && packet.frame.can_id == (group.canid | CAN_EFF_FLAG) &&
-           packet.frame.can_dlc == kPacketHeader + length && data[0] == (job.caninterface & 0xFF) &&
-           data[1] == (job.devtype & 0xFF) && data[2] == (job.updateaddress & 0xFF) &&
-           data[3] == (index & 0xFF);
+           packet.frame.can_dlc == kPacketHeader + length && data[kAtPort] == LowByte(job.caninterface) &&
+           data[kAtDeviceType] == LowByte(job.devtype) &&
+           data[kAtUpdateAddress] == LowByte(job.updateaddress) && data[kAtPacketIndex] == LowByte(index);
 }
 
 /// Appends the bytes of the group at byte `start` of the image to `image`.
 Fault CheckGroup(const JobRow& job, const s_addnode& group, int start, std::string* image) {
-    const unsigned int canid =
-        kDataIdentifier + ((static_cast<unsigned int>(job.chargeaddress) & 0xFF) << kDestinationShift);
     const int length = std::min(kGroupSize, job.filesize - start);
-    const int packets = (length + kPacketSize - 1) / kPacketSize;
-    if (group.state != 0 || group.address != static_cast<unsigned int>(start) + kGroupSize ||
-        group.canid != canid) {
+    const int packets = PacketsOf(length);
+    if (group.state != kUnconfirmed || group.address != static_cast<unsigned int>(start) + kGroupSize ||
+        group.canid != DataIdentifier(job.chargeaddress)) {
         return "its row is damaged";
     }
     if (group.dataqueue.size() != static_cast<std::size_t>(packets)) {
@@ -56,7 +57,7 @@ Fault CheckGroup(const JobRow& job, const s_addnode& group, int start, std::stri
 
 Fault CheckStaged(const JobRow& job, const std::list<s_addnode>& cache) {
     if (job.filesize <= 0) return "a size of " + std::to_string(job.filesize) + " bytes";
-    const int groups = job.filesize / kGroupSize + (job.filesize % kGroupSize != 0 ? 1 : 0);
+    const int groups = GroupsOf(job.filesize);
     if (cache.size() != static_cast<std::size_t>(groups)) {
         return std::to_string(cache.size()) + " of " + std::to_string(groups) + " groups";
     }
@@ -68,3 +69,5 @@ Fault CheckStaged(const JobRow& job, const std::list<s_addnode>& cache) {
     }
     return CrcA(image) == job.crcA && CrcB(image) == job.crcB ? "" : "the checksum of the image is wrong";
 }
+
+}  // namespace velmorin

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <stdexcept>
 
-namespace sim {
+namespace velmorin {
 
 std::string CandumpLine(timeval when, const std::string& interface, const can_frame& frame) {
     char text[64];
@@ -35,18 +35,20 @@ std::string CandumpLine(timeval when, const std::string& interface, const can_fr
 }
 
 CandumpLog::CandumpLog(const std::string& path, std::string interface)
-    : file_(std::fopen(path.c_str(), "we")), path_(path), interface_(std::move(interface)) {
-    if (!file_) throw std::runtime_error("--log " + path + ": " + std::strerror(errno));
+    : file_(std::fopen(path.c_str(), "we")), interface_(std::move(interface)) {
+    if (!file_) throw std::runtime_error(path + ": " + std::strerror(errno));
     std::setvbuf(file_.get(), nullptr, _IOLBF, BUFSIZ);
 }
 
-void CandumpLog::Write(const can_frame& frame) {
-    if (!file_) return;
+bool CandumpLog::Write(const can_frame& frame) {
+    if (!file_) return true;
     timeval now{};
     gettimeofday(&now, nullptr);
-    if (std::fprintf(file_.get(), "%s\n", CandumpLine(now, interface_, frame).c_str()) >= 0) return;
-    std::fprintf(stderr, "velmorin-sim: --log %s: %s\n", path_.c_str(), std::strerror(errno));
+    if (std::fprintf(file_.get(), "%s\n", CandumpLine(now, interface_, frame).c_str()) >= 0) return true;
+    const int fault = errno;
     file_.reset();
+    errno = fault;
+    return false;
 }
 
-}  // namespace sim
+}  // namespace velmorin

@@ -4,20 +4,20 @@
 #include "canframe.h"
 #include "tool.h"
 
+using namespace velmorin;
+
 void canframe::working(unsigned int pass) {
     if (RunStep()) SuperviseLink();
     if (pass % kHeartbeatPasses == 0) m_mailbox.push_back(Build28672());
     SendMessageEvent();
 }
 
-/// Enters a step so that its frame goes out in the next call.
 void canframe::EnterStep(Step step) {
     m_runstep = step;
     m_sendcount = 0;
     m_waittime = 0;
 }
 
-/// What the step does in this call. False when the call does not look at the link.
 bool canframe::RunStep() {
     switch (static_cast<Step>(m_runstep)) {
         case kStepIdle:
@@ -81,10 +81,10 @@ void canframe::StartNextGroup() {
     if (m_debug == 1) std::puts("发送启动组包命令帧");
     int result = 0;
     const tagCAN_MailBox command = Build30464(result);
-    if (result == 1) {
+    if (result == kStartGroup) {
         m_mailbox.push_back(command);
         m_waittime = kResendMs;
-    } else if (result == 0) {
+    } else if (result == kStartNone) {
         if (m_debug == 1) std::puts("数据已经全部发送完毕");
         EnterStep(kStepProgramCheck);
     } else {
@@ -99,7 +99,6 @@ void canframe::SendNextPacket() {
     EnterStep(kStepGroupEnd);
 }
 
-/// A lost link starts the download over; confirmed groups stay confirmed.
 void canframe::SuperviseLink() {
     if (m_heartmiss <= kMissedLimit) return;
     m_heartmiss = 0;

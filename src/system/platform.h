@@ -23,14 +23,17 @@ std::string ResolvePath(const char* path);
 /// be run. On a bench runs nothing and returns 0.
 int RunShell(const char* command);
 
-/// Opens the descriptor of a bus port: a raw CAN socket (on a bench a Unix SOCK_SEQPACKET one, and SIGPIPE is
-/// ignored from then on: a hub that goes away must not end the process). -1 with errno on failure.
+/// Opens the descriptor of a bus port: a raw CAN socket (on a bench a Unix SOCK_SEQPACKET one; a hub that goes away
+/// must not end the process either, see IgnoreWriteSignals). -1 with errno on failure.
 int OpenBusSocket();
 
 /// Looks up interface `name` (at most 15 characters). Returns 0 and stores the interface index, or -1 with
 /// errno: ENODEV when there is no such interface, on a bench also when nobody listens on DIR/name. A bench
 /// path too long for a Unix socket is reported on standard error and ends the process with status 1.
 int FindInterface(int fd, const char* name, int* index);
+
+/// On a bench, whether a read of `count` bytes says that nobody is the bus any more; on the controller never.
+bool IsBusGone(long count);
 
 /// Binds the descriptor to the interface of that index. Returns 0, or -1 with errno. A bench socket is bound
 /// already.
