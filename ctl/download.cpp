@@ -4,13 +4,13 @@
 
 #include "Load.h"
 #include "canframe.h"
+#include "checkstaged.h"
 #include "commands.h"
 #include "db.h"
 #include "jobs.h"
-#include "checkstaged.h"
 #include "openjob.h"
-#include "protocol.h"
 #include "process.h"
+#include "protocol.h"
 #include "report.h"
 #include "run.h"
 

@@ -50,7 +50,8 @@ int main(int argc, char** argv) try {
     sim::Options options;
     if (const std::optional<int> status = sim::ParseOptions(argc, argv, options)) return *status;
 
-    velmorin::IgnoreWriteSignals();  // a reader of our output that leaves must not leave the socket file behind
+    velmorin::IgnoreWriteSignals();  // a reader of our output that leaves must not leave the socket file
+                                     // behind
     const sim::Fd signals = SignalFd();
     bool joined = false;
     const auto bus =

@@ -100,6 +100,7 @@ int PackData::ReadWhole(const char* path, bool padded, ImageBuffer* bytes) {
         ReportImage(path, "not a regular file");
         return status.st_size == 0 ? kImageEmpty : kImageUnreadable;
     } else if (status.st_size > INT_MAX) {
+        std::fprintf(stderr, "file:: %s\n", std::strerror(EFBIG));
         ReportImage(path, "2 GiB or more");
         return kImageEmpty;
     } else {

@@ -87,8 +87,8 @@ class PackData {
     timeval endtime{};       ///< its end
 
   private:
-    /// Opens the image, takes its size and reads it, with padding to whole groups if asked for. The results of
-    /// `Pack_RuningV2`.
+    /// Opens the image, takes its size and reads it, with padding to whole groups if asked for. The results
+    /// of `Pack_RuningV2`.
     [[nodiscard]] int ReadWhole(const char* path, bool padded, velmorin::ImageBuffer* bytes);
     void FillHistory(const char* path, s_history* history);
     void FillGroup(int index, const unsigned char* data, int length, s_addnode* group) const;

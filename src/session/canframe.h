@@ -43,9 +43,9 @@ class canframe {
     int CAN_InitDevice(unsigned int port, int bitrate);
     /// Stores the four bus values and takes the start time. Always 0.
     int SetAddress(int port, int chargeaddress, int devtype, int updateaddress);
-    /// Reads the job file into the bus values and the image path. 0; -1 when it cannot be read or is a pipe, a
-    /// socket or a directory, nothing printed. Keys that do not occur leave their field alone; the last of several
-    /// wins; bad numbers read as 0.
+    /// Reads the job file into the bus values and the image path. 0; -1 when it cannot be read or is a pipe,
+    /// a socket or a directory, nothing printed. Keys that do not occur leave their field alone; the last of
+    /// several wins; bad numbers read as 0.
     int LoadFirewareInfo();
     /// Takes the start time and loads the image that the job file names. The result of `LoadData`.
     int FirewareUpdateInit();
@@ -83,9 +83,9 @@ class canframe {
     void Deal29952(const unsigned char* data);  ///< 0x75 address for the first group that waits for one
     void Deal30208(const unsigned char* data);  ///< 0x76 go-ahead: only the address bytes are looked at
     void Deal30720(const unsigned char* data);  ///< 0x78 group start: result 3 on another address
-    /// 0x7B group end: 0xAA confirms the first unconfirmed group of the current address (the first group of it
-    /// when all are confirmed), frees its packets and gives the next waiting group its address; 0x55 leaves the group; anything else does too, with
-    /// result 4.
+    /// 0x7B group end: 0xAA confirms the first unconfirmed group of the current address (the first group of
+    /// it when all are confirmed), frees its packets and gives the next waiting group its address; 0x55
+    /// leaves the group; anything else does too, with result 4.
     void Deal31488(const unsigned char* data);
     void Deal32000(const unsigned char* data);  ///< 0x7D program check: result 5, or 0
     void Deal32512(const unsigned char* data);  ///< 0x7F reset: result 6 or 7
@@ -126,45 +126,45 @@ class canframe {
     /// The next packet of the current group, null when it has none left. Points into the send cache.
     const can_frame* NextPacket() const;
 
-    int m_finished = 0;                     ///< 1 once the session is over
-    int m_rxframes = 0;                     ///< multi-frame message: frames announced
-    int m_rxlength = 0;                     ///< multi-frame message: payload bytes announced
-    int m_rxseq = 0;                        ///< multi-frame message: last sequence number taken; 0 while idle
+    int m_finished = 0;  ///< 1 once the session is over
+    int m_rxframes = 0;  ///< multi-frame message: frames announced
+    int m_rxlength = 0;  ///< multi-frame message: payload bytes announced
+    int m_rxseq = 0;     ///< multi-frame message: last sequence number taken; 0 while idle
     unsigned char m_rxbuf[velmorin::kMultiBuffer]{};  ///< multi-frame message: the stream so far
-    int m_rxpos = 0;                        ///< multi-frame message: bytes in m_rxbuf
-    CAN_Port* m_canhandle = nullptr;        ///< the open port, owned
-    unsigned int m_loopcount = 0;           ///< passes so far
-    unsigned int m_heartseq = 0;            ///< number of the next heartbeat
-    unsigned int m_sendcount = 0;      ///< sends in the current step; cleared with every step, never raised
-    int m_waittime = 0;                ///< milliseconds until the step's frame is due again; 0: now
-    unsigned int m_heartmiss = 0;      ///< heartbeats since the last reply to one
-    unsigned int m_heartlast = 0;      ///< number of the last heartbeat
-    int m_firewaretype = 0;            ///< 1 for a .tar.gz image, else 0
-    int m_debug = 0;                   ///< 1: protocol trace on
-    int m_packid = 0;                  ///< index of the current group's next packet
+    int m_rxpos = 0;                                  ///< multi-frame message: bytes in m_rxbuf
+    CAN_Port* m_canhandle = nullptr;                  ///< the open port, owned
+    unsigned int m_loopcount = 0;                     ///< passes so far
+    unsigned int m_heartseq = 0;                      ///< number of the next heartbeat
+    unsigned int m_sendcount = 0;  ///< sends in the current step; cleared with every step, never raised
+    int m_waittime = 0;            ///< milliseconds until the step's frame is due again; 0: now
+    unsigned int m_heartmiss = 0;  ///< heartbeats since the last reply to one
+    unsigned int m_heartlast = 0;  ///< number of the last heartbeat
+    int m_firewaretype = 0;        ///< 1 for a .tar.gz image, else 0
+    int m_debug = 0;               ///< 1: protocol trace on
+    int m_packid = 0;              ///< index of the current group's next packet
     int m_runstep = velmorin::kStepLinkWait;     ///< a Step
-    int m_checkack = 0;                ///< status of the last program check reply
+    int m_checkack = 0;                          ///< status of the last program check reply
     int m_errorcode = velmorin::kResultSuccess;  ///< a ResultCode
-    unsigned int m_groupaddress = 0;   ///< address of the current group, its key in the send cache
-    int m_canport = 0;                 ///< data byte 0 of every command frame
-    int m_chargeaddress = 0;           ///< the device's bus address
-    int m_devtype = 0;                 ///< data byte 1 of every command frame
-    int m_updateaddress = 0;           ///< data byte 2 of every command frame
-    int m_funcindex = 0;               ///< data byte 3 of the start download
-    std::string m_firewarename;        ///< image path from the job file
-    int m_startack = 0;                ///< status of the start download reply
-    int m_startacked = 0;              ///< 1 once that reply arrived
-    int m_crcplan = 0;                 ///< 1: the device checks CRC A, else CRC B
-    unsigned int m_startaddress = 0;   ///< address in the last group start
-    unsigned int m_groupcrc = 0;       ///< the current group's checksum under the plan
-    unsigned int m_crcA = 0;           ///< CRC A of the image
-    unsigned int m_crcB = 0;           ///< CRC B of the image
-    int m_filesize = 0;                ///< image size in bytes
-    timeval m_starttime{};             ///< when the job started
-    timeval m_endtime{};               ///< when it ended
-    std::list<s_addnode> m_addlist;    ///< the send cache: groups in image order
-    s_history m_history{};             ///< the job record
-    std::deque<tagCAN_MailBox> m_mailbox;  ///< command frames to write, oldest first
+    unsigned int m_groupaddress = 0;             ///< address of the current group, its key in the send cache
+    int m_canport = 0;                           ///< data byte 0 of every command frame
+    int m_chargeaddress = 0;                     ///< the device's bus address
+    int m_devtype = 0;                           ///< data byte 1 of every command frame
+    int m_updateaddress = 0;                     ///< data byte 2 of every command frame
+    int m_funcindex = 0;                         ///< data byte 3 of the start download
+    std::string m_firewarename;                  ///< image path from the job file
+    int m_startack = 0;                          ///< status of the start download reply
+    int m_startacked = 0;                        ///< 1 once that reply arrived
+    int m_crcplan = 0;                           ///< 1: the device checks CRC A, else CRC B
+    unsigned int m_startaddress = 0;             ///< address in the last group start
+    unsigned int m_groupcrc = 0;                 ///< the current group's checksum under the plan
+    unsigned int m_crcA = 0;                     ///< CRC A of the image
+    unsigned int m_crcB = 0;                     ///< CRC B of the image
+    int m_filesize = 0;                          ///< image size in bytes
+    timeval m_starttime{};                       ///< when the job started
+    timeval m_endtime{};                         ///< when it ended
+    std::list<s_addnode> m_addlist;              ///< the send cache: groups in image order
+    s_history m_history{};                       ///< the job record
+    std::deque<tagCAN_MailBox> m_mailbox;        ///< command frames to write, oldest first
 
   private:
     tagCAN_MailBox Command(velmorin::Pf pf) const;

@@ -123,9 +123,8 @@ void canframe::GiveAddress(unsigned int address) {
 /// Of several groups with the current address, the one whose packets went out: the first unconfirmed one.
 void canframe::ConfirmGroup() {
     const auto has_address = [this](const s_addnode& each) { return each.address == m_groupaddress; };
-    auto group = std::ranges::find_if(m_addlist, [&](const s_addnode& each) {
-        return has_address(each) && each.state == kUnconfirmed;
-    });
+    auto group = std::ranges::find_if(
+        m_addlist, [&](const s_addnode& each) { return has_address(each) && each.state == kUnconfirmed; });
     if (group == m_addlist.end()) group = std::ranges::find_if(m_addlist, has_address);
     if (group == m_addlist.end()) return;
     group->state = kConfirmed;
@@ -133,8 +132,8 @@ void canframe::ConfirmGroup() {
 }
 
 void canframe::Deal2048(const unsigned char* data) {
-    version_passed_ = data[kAtVersionCommand] == kVersionReplyCommand &&
-                      data[kAtVersionNumber] == kVersionReplyNumber;
+    version_passed_ =
+        data[kAtVersionCommand] == kVersionReplyCommand && data[kAtVersionNumber] == kVersionReplyNumber;
 }
 
 void canframe::Deal28928(const unsigned char* data) {

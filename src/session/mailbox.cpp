@@ -8,8 +8,7 @@ using namespace velmorin;
 
 can_frame canframe::FrameOf(const tagCAN_MailBox& command) const {
     can_frame frame{};
-    frame.can_id =
-        CAN_EFF_FLAG | Identifier(command.priority, command.pf, m_chargeaddress, kUpdaterAddress);
+    frame.can_id = CAN_EFF_FLAG | Identifier(command.priority, command.pf, m_chargeaddress, kUpdaterAddress);
     frame.can_dlc = command.len;
     std::ranges::copy(command.data, frame.data);
     return frame;

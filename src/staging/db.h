@@ -21,11 +21,10 @@ constexpr char kStagingFile[] = "/mnt/nandflash/app/chargeupdate.db";
 /// reason.
 class db {
   public:
-    /// Creates the three tables, and the file where there is none. "" and ":memory:" are private to the call, as
-    /// SQLite has it. The SQLite result of the third CREATE
-    /// statement (0: made); -1 when the file cannot be opened. A CREATE that fails does not keep the others
-    /// back. A new file takes its place only once it has all three, so a process that is killed here leaves
-    /// none.
+    /// Creates the three tables, and the file where there is none. "" and ":memory:" are private to the call,
+    /// as SQLite has it. The SQLite result of the third CREATE statement (0: made); -1 when the file cannot
+    /// be opened. A CREATE that fails does not keep the others back. A new file takes its place only once it
+    /// has all three, so a process that is killed here leaves none.
     int DB_CreateTable(const char* file, const char* key);
     /// Runs one statement of whatever kind. 0, or -1 on any failure. The statement may be null (allocation
     /// failed): reported, -1. Makes the file where there is none; a statement that fails leaves none.

@@ -23,8 +23,8 @@ std::string ResolvePath(const char* path);
 /// be run. On a bench runs nothing and returns 0.
 int RunShell(const char* command);
 
-/// Opens the descriptor of a bus port: a raw CAN socket (on a bench a Unix SOCK_SEQPACKET one; a hub that goes away
-/// must not end the process either, see IgnoreWriteSignals). -1 with errno on failure.
+/// Opens the descriptor of a bus port: a raw CAN socket (on a bench a Unix SOCK_SEQPACKET one; a hub that
+/// goes away must not end the process either, see IgnoreWriteSignals). -1 with errno on failure.
 int OpenBusSocket();
 
 /// Looks up interface `name` (at most 15 characters). Returns 0 and stores the interface index, or -1 with

@@ -9,12 +9,12 @@ constexpr int kSignalStatus = 128;
 /// Opens /dev/null on closed descriptors 0 to 2, so that no later file or socket receives our output.
 void HoldStandardDescriptors();
 
-/// Ignores SIGPIPE and SIGXFSZ: nobody who stops reading may stop an update, and a file-size limit acts like a
-/// full disk.
+/// Ignores SIGPIPE and SIGXFSZ: nobody who stops reading may stop an update, and a file-size limit acts like
+/// a full disk.
 void IgnoreWriteSignals();
 
-/// From now on SIGINT, SIGTERM and SIGHUP are only noted. The first two also when the parent had them ignored,
-/// as a shell does for a background job; SIGHUP not then: `nohup` asked for it.
+/// From now on SIGINT, SIGTERM and SIGHUP are only noted. The first two also when the parent had them
+/// ignored, as a shell does for a background job; SIGHUP not then: `nohup` asked for it.
 void CatchEndSignals();
 
 /// All of the above. Standard output gives every line as it happens, to a pipe too, and waits are exact.

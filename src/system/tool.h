@@ -3,8 +3,8 @@
 
 namespace velmorin {
 
-/// A trace switch of the environment: 1 when it is exactly "ON", else 0. Prints which one, unless it is unset or
-/// empty.
+/// A trace switch of the environment: 1 when it is exactly "ON", else 0. Prints which one, unless it is unset
+/// or empty.
 int TraceSwitch(const char* name);
 
 }  // namespace velmorin

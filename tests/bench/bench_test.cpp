@@ -199,15 +199,14 @@ TEST_F(Bench, MissingJobFileEndsWithStatus255AfterTheUsageLine) {
     EXPECT_TRUE(std::regex_match(updater->output, expected)) << updater->output;
 }
 
-TEST_F(Bench, LosesItsBusAndLivesOn) {
+TEST_F(Bench, ABusThatGoesAwayIsSilence) {
     StartDevice({});
     Process run({VELMORIN, bench.Write("image", TestImage(1024)), "e0", "10", "20"});
     ASSERT_TRUE(run.WaitForOutput("send count"));
     device.reset();
-    for (const char* line : {"write: incomplete CAN frame\n", "read: incomplete CAN frame\n"}) {
-        while (run.errors.find(line) == std::string::npos) ASSERT_EQ(run.Wait(200), -1) << run.errors;
-    }
-    EXPECT_EQ(run.Wait(500), -1) << "still running: " << run.errors;
+    EXPECT_EQ(run.Wait(), 0);  // three starts without a reply
+    EXPECT_NE(run.errors.find("write: incomplete CAN frame\n"), std::string::npos);
+    EXPECT_EQ(run.errors.find("read:"), std::string::npos) << run.errors;
 }
 
 }  // namespace

@@ -9,9 +9,9 @@
 
 #include "Load.h"
 #include "benchdir.h"
+#include "checkstaged.h"
 #include "db.h"
 #include "input.h"
-#include "checkstaged.h"
 #include "jobs.h"
 #include "membus.h"
 #include "sessionwatch.h"
@@ -119,7 +119,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     if (loader.mstamp != record.timestamp) Fail("loaded another job");
     std::vector<JobRow> jobs;
     const JobRow* open = ReadJobs(kStagingFile, &jobs).empty() ? FirstOpen(jobs) : nullptr;
-    if (open != nullptr && CheckStaged(*open, cache).empty() && cache.empty()) Fail("an empty cache is whole");
+    if (open != nullptr && CheckStaged(*open, cache).empty() && cache.empty())
+        Fail("an empty cache is whole");
     SelfCheck(cache);
     Send(cache);
     loader.Load_SynDatabases(0);
