@@ -1,6 +1,7 @@
 #include "course.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "littleendian.h"
 
@@ -61,19 +62,14 @@ void Course::Take(const can_frame& frame, Micros now) {
     unsigned char data[kFrameLength] = {};
     std::copy_n(frame.data, std::min<int>(frame.can_dlc, kFrameLength), data);
     const std::uint8_t pf = PfOf(frame.can_id);
-    if (pf == kPfHeartbeatReply) return TakeHeartbeat(data, now);
-    if (pf == kPfAddressReply && !TakeAddress(frame, data)) return;
-    if (pf == kPfGroupEndReply && !TakeVerdict(frame, data, now)) return;
-    if (pf != kPfAddressReply && pf != kPfGroupEndReply) session_.Dispatch(pf, data);
-
+    if (pf == kPfHeartbeatReply) return TakeHeartbeat(data);
+    if (!Act(pf, frame, data, now)) return;
     if (HasStatus(pf)) status_ = data[kAtStatus];
     if (pf == kPfStartDownloadReply) {
         confirmed_at_start_ = groups_.Confirmed();
         under_way_ = false;
     }
     if (pf == kPfGoAhead) under_way_ = true;
-    if (pf == kPfProgramCheckReply)
-        image_confirmed_ = session_.m_checkack == kAccepted && groups_.Next() == nullptr;
     if (pf == kPfResetReply) reset_confirmed_ = data[kAtStatus] == kResetDone;
     patience_.Answered();
     asked_.reset();
@@ -84,7 +80,28 @@ void Course::Take(const can_frame& frame, Micros now) {
     }
 }
 
-void Course::TakeHeartbeat(const unsigned char* data, Micros) {
+/// What the reply leads to. False when it is not taken for an answer.
+bool Course::Act(std::uint8_t pf, const can_frame& frame, const unsigned char* data, Micros now) {
+    if (pf == kPfStartDownloadReply && IsDoubtful(data)) {
+        Ignore(frame, "not all address bytes of the job; believed when it comes again");
+        return false;
+    }
+    if (pf == kPfAddressReply) return TakeAddress(frame, data);
+    if (pf == kPfGroupEndReply) return TakeVerdict(frame, data, now);
+    if (pf == kPfProgramCheckReply) return TakeCheck(data);
+    session_.Dispatch(pf, data);
+    return true;
+}
+
+/// One that is another reply in truth would choose the checksum plan for the whole job.
+bool Course::IsDoubtful(const unsigned char* data) {
+    const bool fits = data[kAtPort] == LowByte(session_.m_canport) &&
+                      data[kAtDeviceType] == LowByte(session_.m_devtype) &&
+                      data[kAtUpdateAddress] == LowByte(session_.m_updateaddress);
+    return !fits && !settings_.trusting && !std::exchange(start_doubted_, true);
+}
+
+void Course::TakeHeartbeat(const unsigned char* data) {
     session_.Dispatch(kPfHeartbeatReply, data);
     if (session_.m_runstep == kStepLinkWait) patience_.Answered();
     if (session_.m_runstep != kStepLinkWait) TellLink();
@@ -151,6 +168,20 @@ void Course::Confirm(s_addnode* group, const unsigned char* data, Micros now) {
     refusals_ = attempts_ = 0;
     verdict_repeated_ = false;
     patience_.Confirmed(now);
+}
+
+/// The verdict on the image. False when the device is asked once more: it may have misheard the image's size
+/// or its checksum, and has all groups.
+bool Course::TakeCheck(const unsigned char* data) {
+    if (data[kAtStatus] != kAccepted && !settings_.trusting && !checked_again_) {
+        checked_again_ = true;
+        watcher_.OnNote("the device refused the image; it is asked once more, from the start download on");
+        GoBack(kStepStartDownload);
+        return false;
+    }
+    session_.Dispatch(kPfProgramCheckReply, data);
+    image_confirmed_ = session_.m_checkack == kAccepted && groups_.Next() == nullptr;
+    return true;
 }
 
 void Course::StartAnew() {

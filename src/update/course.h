@@ -44,9 +44,12 @@ class Course {
     Micros last_verdict() const { return last_verdict_; }
 
   private:
-    void TakeHeartbeat(const unsigned char* data, Micros now);
+    bool Act(std::uint8_t pf, const can_frame& frame, const unsigned char* data, Micros now);
+    bool IsDoubtful(const unsigned char* data);
+    void TakeHeartbeat(const unsigned char* data);
     bool TakeAddress(const can_frame& frame, const unsigned char* data);
     bool TakeVerdict(const can_frame& frame, const unsigned char* data, Micros now);
+    bool TakeCheck(const unsigned char* data);
     void Confirm(s_addnode* group, const unsigned char* data, Micros now);
     void StartAnew();
     void Ignore(const can_frame& frame, const char* reason);
@@ -73,6 +76,8 @@ class Course {
     int refusals_ = 0;               // of the current group, that count
     int attempts_ = 0;               // of the current group, that came to a verdict
     bool verdict_repeated_ = false;  // the current group's verdict named an address that a group has
+    bool start_doubted_ = false;     // a start reply that fits in part has come
+    bool checked_again_ = false;     // the device has refused the image once
     int restarts_ = 0;               // how often the device forgot what it had taken
     std::optional<Step> asked_;      // the step whose question is out
     Micros unanswered_since_ = -1;   // in this step

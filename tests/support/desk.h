@@ -1,5 +1,6 @@
-// A bus with a simulated device on it, in memory and in no time: the updater's end is one end of a socket pair.
-// Frames pass in the order of their moments; `fate` may lose, double, delay, damage or hold back any of them.
+// A bus with a simulated device on it, in memory and in no time: the updater's end is one end of a socket
+// pair. Frames pass in the order of their moments; `fate` may lose, double, delay, damage or hold back any of
+// them.
 #pragma once
 
 #include <fcntl.h>
@@ -27,7 +28,8 @@ class Desk : public velmorin::Waiting {
 
     explicit Desk(const sim::Settings& settings) : settings_(settings) {
         int ends[2];
-        if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0, ends) != 0) throw std::runtime_error("no sockets");
+        if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0, ends) != 0)
+            throw std::runtime_error("no sockets");
         updater_end = ends[0];
         bus_end_ = ends[1];
         device.emplace(settings);

@@ -131,6 +131,22 @@ TEST_F(Frames, GroupStartTakesTheFirstUnconfirmedGroupThreeTimes) {
     EXPECT_EQ(group.sendcount, 3);
 }
 
+TEST_F(Frames, GroupsThatTheirCallerOpensOrFillsAgainAreFound) {
+    for (const unsigned int address : {1U, 2U, 3U, 4U}) AddGroup(address, 300).state = 1;
+    int result = 0;
+    Printed([&] { session.Build30464(result); });
+    EXPECT_EQ(result, 0);
+    auto second = std::next(session.m_addlist.begin());
+    second->state = 0;
+    Printed([&] { session.Build30464(result); });
+    EXPECT_EQ(result, 1);
+    EXPECT_EQ(session.m_groupaddress, 2U);
+    session.m_groupaddress = 3;  // confirmed, and holds packets again, more than a whole group has
+    int sent = 0;
+    while (session.SendMessageEventV2() == 0) ++sent, NextFrame();
+    EXPECT_EQ(sent, 300);
+}
+
 TEST_F(Frames, StrangersAddressBytesAreReportedAndSometimesRecorded) {
     const struct {
         Handler handler;
@@ -192,6 +208,11 @@ TEST_F(Frames, VerdictsConfirmTheGroupAndGiveTheNextItsAddress) {
     EXPECT_EQ(second.state, 0);
     Deal(&canframe::Deal31488, right);
     EXPECT_EQ(second.state, 1) << "of two groups with one address the unconfirmed one is meant";
+
+    AddGroup(1, 1).state = 1;  // all of an address confirmed: its first group is meant
+    session.m_groupaddress = 1;
+    Deal(&canframe::Deal31488, right);
+    EXPECT_TRUE(session.m_addlist.back().dataqueue.empty());
 
     // A group that still waits is confirmed under its old address before it takes the new one.
     s_addnode& third = AddGroup(4096, 4);

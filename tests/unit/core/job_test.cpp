@@ -6,6 +6,7 @@
 #include <ctime>
 #include <string>
 
+#include "Load.h"
 #include "Packdata.h"
 #include "benchdir.h"
 #include "canframe.h"
@@ -42,6 +43,11 @@ class Job : public testing::Test {
 
 TEST_F(Job, FromAFileTakesEveryKeyAndItsOwnStartTime) {
     EXPECT_EQ(session.LoadFirewareInfo(), -1) << "there is none";
+    for (const auto& [target, result] : {std::pair{"/dev/null", 0}, {"/tmp", -1}}) {
+        std::filesystem::create_symlink(target, bench.JobFile());
+        EXPECT_EQ(session.LoadFirewareInfo(), result) << target;
+        std::filesystem::remove(bench.JobFile());
+    }
     bench.Write("mnt/nandflash/download/update.conf",
                 "# a job\r\nPortSN=1\r\ndesDeviceAddress=138\r\ndesDeviceType=3\r\ndesSubDeviceAddress=4\r\n"
                 "desFuncIndex=2\r\ndesFirewareType=7\r\ndesFirewareName=" +
@@ -165,7 +171,13 @@ TEST_F(Job, PathGivesTheImageTypeAndReachesTheRowUnchanged) {
 
 TEST_F(Job, SchemaIsMadeOnceToTheLetter) {
     Load(bench.Write("image", "image"));
-    EXPECT_EQ(Sql("SELECT sql FROM sqlite_master WHERE name LIKE 'tag_%' AND type='table' ORDER BY rowid"),
+    Printed([&] {
+        PackData packer;
+        packer.Pack_Init(1, 0xE0, 0x10, 0x20);
+        packer.Pack_Runing((bench.Root() / "image").c_str());
+        ::Load().Load_DbToCache(&session.m_history, &session.m_addlist);
+    });
+    EXPECT_EQ(Sql("SELECT sql FROM sqlite_master WHERE name NOT LIKE 'sqlite_%' ORDER BY rowid"),
               (Rows{"CREATE TABLE tag_history(id INTEGER PRIMARY KEY AUTOINCREMENT,\tstate INT,name TEXT(80),"
                     "chargeaddress TEXT(4),caninterface\tINT,devtype   INT,\tupdateaddress   TEXT(4),"
                     "filesize INT,result INT,timeuse INT,crcA TEXT(16),crcB TEXT(16),timestamp INT)",
@@ -179,6 +191,48 @@ TEST_F(Job, SchemaIsMadeOnceToTheLetter) {
               "create table error!: table tag_history already exists\n"
               "create table error!: table tag_data already exists\n"
               "create table  error!: table tag_infor already exists\n");
+}
+
+TEST_F(Job, TablesGoWhereSqliteOpensThem) {
+    EXPECT_EQ(db().DB_CreateTable("", nullptr), 0);
+    EXPECT_EQ(db().DB_CreateTable(":memory:", nullptr), 0);
+    const auto before = std::filesystem::current_path();
+    std::filesystem::create_directory(bench.Root() / "gone");
+    std::filesystem::current_path(bench.Root() / "gone");
+    std::filesystem::remove(bench.Root() / "gone");
+    EXPECT_EQ(Complained([] { EXPECT_EQ(db().DB_CreateTable("relative.db", nullptr), -1); }),
+              "Can't open database: unable to open database file\n");
+    std::filesystem::current_path(before);
+}
+
+TEST_F(Job, SqliteWithoutMemoryIsAFaultAndNoException) {
+    const std::string image = bench.Write("image", "image");
+    Load(image);
+    const auto before = sqlite3_hard_heap_limit64(1);
+    EXPECT_NO_THROW(Load(image));
+    sqlite3_hard_heap_limit64(before);
+    EXPECT_NE(complained, "");
+    EXPECT_EQ(session.m_addlist.size(), 1U);
+}
+
+/// The bytes from `from` to `to` of a record that was made without an initialiser.
+template <typename Record>
+void ExpectZeroAtFirst(std::size_t from, std::size_t to) {
+    alignas(Record) unsigned char bytes[sizeof(Record)];
+    std::memset(bytes, 0xA5, sizeof bytes);
+    auto* record = new (bytes) Record;
+    EXPECT_EQ(std::count(bytes + from, bytes + to, 0), static_cast<std::ptrdiff_t>(to - from));
+    record->~Record();
+}
+
+TEST(Records, StartAtZero) {
+    static_assert(sizeof(off_t) == 8 && sizeof(time_t) == 8);
+    ExpectZeroAtFirst<s_history>(0, sizeof(s_history));
+    ExpectZeroAtFirst<s_datanode>(0, 3 * sizeof(int));
+    ExpectZeroAtFirst<s_datanode>(offsetof(s_datanode, frame), sizeof(s_datanode));
+    ExpectZeroAtFirst<s_addnode>(0, 9 * sizeof(int));
+    ExpectZeroAtFirst<s_savenode>(0, sizeof(s_savenode));
+    ExpectZeroAtFirst<tagCAN_MailBox>(0, sizeof(tagCAN_MailBox));
 }
 
 TEST_F(Job, MissingTablesAreReportedAndStopNothing) {
