@@ -59,6 +59,7 @@ void Course::Take(const can_frame& frame, Micros now) {
         if (const char* objection = guard_.Objection(frame)) return Ignore(frame, objection);
         if (const std::string note = guard_.TakeNote(); !note.empty()) watcher_.OnNote(note);
     }
+    heard_ = true;
     unsigned char data[kFrameLength] = {};
     std::copy_n(frame.data, std::min<int>(frame.can_dlc, kFrameLength), data);
     const std::uint8_t pf = PfOf(frame.can_id);
@@ -341,7 +342,8 @@ void Course::WithdrawAddress() {
 
 std::string Course::Lost(Micros now) const {
     if (restarts_ > kMostRestarts) return "the device forgets again and again what it has taken";
-    return patience_.Lost(now, static_cast<Step>(session_.m_runstep));
+    const std::string lost = patience_.Lost(now, static_cast<Step>(session_.m_runstep));
+    return lost.empty() || heard_ ? lost : lost + ", nor to a heartbeat";
 }
 
 void Course::Report(RunReport* report) const {

@@ -70,6 +70,7 @@ class Course {
     Pace pace_;
     Patience patience_;
 
+    bool heard_ = false;             // a frame of the device has counted
     bool linked_ = false;            // told that the device answers
     bool under_way_ = false;         // a go-ahead came after the last start download
     int confirmed_at_start_ = 0;     // groups, when the device last accepted a download
