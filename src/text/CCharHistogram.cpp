@@ -7,6 +7,9 @@
 #include "alphabets.h"
 #include "bytes.h"
 
+using velmorin::Bytes;
+using velmorin::ByteValue;
+
 namespace {
 
 constexpr unsigned int kCounterLimit = 0x0FFFFFFF;

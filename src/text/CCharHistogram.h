@@ -20,7 +20,7 @@ class CCharHistogram {
 
     void Reset();  ///< As constructed.
 
-    /// Count every byte, or take it off again. Even an empty text or list makes the next question classify.
+    /// Count each byte up or down by one. An empty text or list, too, makes the next question classify.
     void Insert(char c);
     void Insert(const CString& s);
     void Insert(const CStringList& list);

@@ -5,6 +5,9 @@
 
 #include "bytes.h"
 
+using velmorin::Bytes;
+using velmorin::ByteValue;
+
 CCharset::CCharset() : charset{} {}
 CCharset::CCharset(const CString& members) : charset{}, alphabet(members) {
     UpdateCharset();

@@ -16,8 +16,7 @@ const CString ALPHABET_DOUBLE_NUMBER("+-.,0123456789dD");
 const CString ALPHABET_REAL_NUMBER("+-.,0123456789eEdD");
 const CString ALPHABET_HEX_NUMBER("0123456789abcdefABCDEF");
 
-/// The bytes that have an escape letter, and at the same positions these letters. The letters' last, 0, names
-/// NUL and has no counterpart.
+/// Characters with a C escape, and their letters in the same order; the extra '0' is NUL.
 const CString ALPHABET_CTL_CHARS("'\"?\\\a\b\f\n\r\t\v");
 const CString ALPHABET_ESC_SEQUENCE("'\"?\\abfnrtv0");
 

@@ -6,6 +6,7 @@
 #include "CString.h"
 
 // What the text library's own sources share; not part of its interface.
+namespace velmorin {
 
 /// The bytes of s without a copy; valid until s changes.
 inline std::string_view Bytes(const CString& s) {
@@ -16,3 +17,5 @@ inline std::string_view Bytes(const CString& s) {
 inline std::size_t ByteValue(char c) {
     return static_cast<unsigned char>(c);
 }
+
+}  // namespace velmorin

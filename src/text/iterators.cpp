@@ -108,7 +108,8 @@ int CStringListIterator::ThisPosition() {
     return column;
 }
 int CStringListIterator::LastPosition() {
-    return list ? list->GetCount() + list->GetLength() : 0;
+    if (!list) return 0;
+    return static_cast<int>(std::min<long long>(0LL + list->GetCount() + list->GetLength(), INT_MAX));
 }
 
 char& CStringListIterator::First() {

@@ -21,7 +21,7 @@ class CCharIterator {
     virtual int FirstPosition();
     virtual int ThisPosition();
     virtual int LastPosition();
-    /// Go there, or one step, or stay, and return the byte reached.
+    /// Move to that place, by one step for Prev() and Next(), and return the byte there.
     virtual char& First();
     virtual char& Prev();
     virtual char& This();
@@ -29,9 +29,9 @@ class CCharIterator {
     virtual char& Last();
     virtual void Reset();  ///< As First().
 
-    /// Whether `wanted` stands from here on; an empty one always does. With `advance` a success moves behind
-    /// it; otherwise nothing moves. (The root takes no notice of `advance`.) The last end position matches
-    /// any number of NULs; a text reaches from one line of a list into the next only through a NUL.
+    /// Whether the bytes from here on are `wanted`; true for an empty one. A success with `advance` moves
+    /// behind them, otherwise nothing moves. (The root ignores `advance`.) The last end position matches any
+    /// number of NULs. The end of a line in a list matches one NUL, then the next line follows.
     virtual bool Match(const CString& wanted, bool advance);
 
     virtual void Print(std::ostream& out);  ///< Does nothing.
@@ -74,7 +74,7 @@ class CStringListIterator : public CCharIterator {
     CStringListIterator& operator=(const CStringListIterator& other);
 
     int ThisPosition() override;  ///< The column in the current line.
-    int LastPosition() override;  ///< All bytes plus one for each line.
+    int LastPosition() override;  ///< All bytes plus one for each line, at most 2147483647.
     char& First() override;
     char& Prev() override;  ///< From column 0 to the last byte of the line before, not to its end position.
     char& This() override;

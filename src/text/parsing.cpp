@@ -7,6 +7,8 @@
 #include "bytes.h"
 #include "strfunctions.h"
 
+using velmorin::Bytes;
+
 namespace {
 
 unsigned int Resemblance(const CCharHistogram& wanted, const CString& candidate) {

@@ -4,6 +4,8 @@
 #include "bytes.h"
 #include "strfunctions.h"
 
+using velmorin::Bytes;
+
 static constexpr char kQuote = '"';
 static constexpr char kShield = '\\';
 

@@ -14,6 +14,8 @@
 #include "bytes.h"
 #include "strfunctions.h"
 
+using velmorin::Bytes;
+
 namespace {
 
 int Number(const CString& s) {

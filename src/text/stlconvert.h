@@ -20,8 +20,8 @@ long long ParseMemSizeStr64(const CString& s, long long& multiplier, char& unit)
 /// That number times the multiplier, modulo 2^64 and read as signed.
 long long ParseMemSizeStr64(const CString& s);
 
-/// size in the largest of the units b, Kb, Mb, Gb, Tb (steps of 1024) that it fills once, with at most six
-/// significant digits; below 1024, and below 0, the exact number of bytes.
+/// size in the largest of the units b, Kb, Mb, Gb, Tb (steps of 1024) that is not larger than size, with at
+/// most six significant digits; below 1024, negative sizes too, the exact number of bytes.
 CString MemSizeStr(long long size, long long& divisor, CString& unit);
 
 /// The same followed by a blank and the unit: "1.5 Kb".

@@ -5,10 +5,13 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "bytes.h"
 
-// A width that no text can have fails as memory exhaustion does; counts never overflow on the way.
+using velmorin::Bytes;
+
+// The count has 64 bits, so that widths less lengths cannot overflow.
 static std::string Repeat(char c, long long count) {
     return std::string(static_cast<std::size_t>(std::max(count, 0LL)), c);
 }
@@ -158,22 +161,53 @@ CString FindReplaceChar(const CString& s, char from, char to) {
     return replaced;
 }
 
-// The text is always `done` followed by `todo` read backwards, and `done` never holds a whole occurrence. One
-// that ends with the byte just moved over is therefore the first, and what replaces it is looked at anew
-// together with what stands before it.
+namespace {
+
+// The search of Knuth, Morris and Pratt: linear, and it takes the text byte by byte.
+class Matcher {
+  public:
+    // wanted is not empty and outlives the matcher.
+    explicit Matcher(std::string_view wanted) : wanted_(wanted), shorter_(wanted.size()) {
+        for (std::size_t n = 1; n + 1 < wanted.size(); ++n) shorter_[n + 1] = After(shorter_[n], wanted[n]);
+    }
+
+    // How many bytes at the end of the text begin wanted, when it was `matched` of them (but not all of
+    // wanted) before c was added.
+    std::size_t After(std::size_t matched, char c) const {
+        while (matched > 0 && wanted_[matched] != c) matched = shorter_[matched];
+        return wanted_[matched] == c ? matched + 1 : 0;
+    }
+
+  private:
+    std::string_view wanted_;
+    std::vector<std::size_t> shorter_;  // [n]: how long the next shorter match is when n bytes match
+};
+
+}  // namespace
+
+// The text is always `done` followed by `todo` read backwards, and `done` holds no occurrence. What an
+// insertion forms with the bytes before it is found by looking at these again. They are fewer than the bytes
+// that the occurrence had, and those are gone, so the time stays linear.
 CString FindReplaceStr(const CString& s, const CString& find, const CString& replace) {
-    if (FindStr(replace, find) >= 0) return s;  // also when find is empty
-    const std::string_view wanted = Bytes(find);
+    if (FindStr(s, find) < 0 || FindStr(replace, find) >= 0) return s;  // the second also when find is empty
     const std::string_view put = Bytes(replace);
+    const Matcher matcher(Bytes(find));
     std::string done;
     std::string todo(Bytes(s).rbegin(), Bytes(s).rend());
+    std::size_t matched = 0;
     while (!todo.empty()) {
         done += todo.back();
         todo.pop_back();
-        if (!done.ends_with(wanted)) continue;
-        done.resize(done.size() - wanted.size());
+        matched = matcher.After(matched, done.back());
+        if (matched < Bytes(find).size()) continue;
+
+        done.resize(done.size() - matched);
         if (done.size() + todo.size() + put.size() > INT_MAX) return s;
         todo.append(put.rbegin(), put.rend());
+        const std::size_t kept = done.size() - std::min(done.size(), matched - 1);
+        todo.append(done.rbegin(), done.rend() - static_cast<std::ptrdiff_t>(kept));
+        done.resize(kept);
+        matched = 0;
     }
     return done;
 }

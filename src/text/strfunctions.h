@@ -8,7 +8,8 @@
 // to references; such a result may be one of the arguments. Returned texts have the line end EOL_LF.
 //
 // Lengths and positions count bytes, NULs included. Ranges include both ends. A position outside the text
-// reads as NUL, and -1 says that nothing was found. Everything is linear in the texts it is given.
+// reads as NUL, and -1 says that nothing was found. Time and memory are linear in the texts and widths given,
+// except in FindReplaceStr.
 
 // Building.
 
@@ -27,8 +28,7 @@ CString SignStr(int value);
 /// s brought to width by spaces on the left.
 CString LeadStr(const CString& s, unsigned int width);
 
-/// a, b, and one sep between them when neither is empty and neither has it there already. Two that meet,
-/// one from each side, both stay.
+/// Joins a and b with one sep; existing separators are kept, even two. No sep is added to an empty text.
 CString JoinStr(const CString& a, const CString& b, char sep);
 
 /// String 0, character 0 of seps, string 1, character 1 and so on; what is left of the longer one follows.
@@ -91,8 +91,10 @@ int FindStr(const CString& s, const CString& pattern);
 CString FindReplaceChar(const CString& s, char from, char to);
 
 /// Replaces the first occurrence of find, then looks again from the start of the new text, until there is
-/// none: replacing "ab" by "b" in "aab" gives "b". Linear in s and in what the replacements insert.
+/// none: replacing "ab" by "b" in "aab" gives "b". Without an occurrence this costs no more than FindStr.
 ///
-/// Always ends. s comes back unchanged when find is empty or stands in replace, and when the replacements
-/// keep making the text longer until it would pass 2147483647 bytes.
+/// s comes back unchanged when find is empty or stands in replace, or when the text would grow beyond
+/// 2147483647 bytes on the way. So it always ends, but perhaps not soon: time is linear in s, replace and all
+/// bytes that the replacements insert, and "ab" by "ba" inserts up to half the square of the length. Memory
+/// is linear in replace and the longest text on the way.
 CString FindReplaceStr(const CString& s, const CString& find, const CString& replace);

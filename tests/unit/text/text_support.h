@@ -2,8 +2,8 @@
 #pragma once
 
 #include <concepts>
+#include <initializer_list>
 #include <string>
-#include <vector>
 
 #include "stlstrings.h"
 
@@ -28,7 +28,7 @@ std::string Row(const Results&... results) {
     return ((Raw(results) + '|') + ...);
 }
 
-inline CStringList List(const std::vector<std::string>& texts) {
+inline CStringList List(std::initializer_list<std::string> texts) {
     CStringList list;
     for (const auto& each : texts) list << each;
     return list;
