@@ -8,26 +8,11 @@
 #include <cstring>
 #include <ostream>
 
-namespace {
-
-template <typename Number>
-std::string Formatted(const char* format, Number number) {
-    char buffer[256];
-    std::snprintf(buffer, sizeof buffer, format, number);
+static std::string Exponential(double number) {
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "%e", number);
     return buffer;
 }
-
-std::string Formatted(int number) {
-    return Formatted("%d", number);
-}
-std::string Formatted(long long number) {
-    return Formatted("%lld", number);
-}
-std::string Formatted(double number) {
-    return Formatted("%e", number);
-}
-
-}  // namespace
 
 CString::CString() : eol(EOL_LF) {}
 CString::CString(char c) : text(1, c), eol(EOL_LF) {}
@@ -155,28 +140,28 @@ CString& CString::operator+=(const CString& o) {
 }
 
 CString& CString::operator=(int number) {
-    return Assign(Formatted(number));
+    return Assign(std::to_string(number));
 }
 CString& CString::operator=(long long number) {
-    return Assign(Formatted(number));
+    return Assign(std::to_string(number));
 }
 CString& CString::operator=(float number) {
-    return Assign(Formatted(static_cast<double>(number)));
+    return Assign(Exponential(static_cast<double>(number)));
 }
 CString& CString::operator=(double number) {
-    return Assign(Formatted(number));
+    return Assign(Exponential(number));
 }
 CString& CString::operator+=(int number) {
-    return Append(Formatted(number));
+    return Append(std::to_string(number));
 }
 CString& CString::operator+=(long long number) {
-    return Append(Formatted(number));
+    return Append(std::to_string(number));
 }
 CString& CString::operator+=(float number) {
-    return Append(Formatted(static_cast<double>(number)));
+    return Append(Exponential(static_cast<double>(number)));
 }
 CString& CString::operator+=(double number) {
-    return Append(Formatted(number));
+    return Append(Exponential(number));
 }
 
 CString& CString::AppendCR() {

@@ -122,7 +122,6 @@ CStringList& CStringList::InsertAt(int i, const CStringList& other) {
 // All copies are made before the first goes in, so other may be this list.
 CStringList& CStringList::InsertCopies(std::size_t at, const CStringList& other) {
     std::vector<std::unique_ptr<CString>> copies;
-    copies.reserve(other.items.size());
     for (const auto& item : other.items) copies.push_back(std::make_unique<CString>(*item));
     items.insert(items.begin() + static_cast<std::ptrdiff_t>(at), std::make_move_iterator(copies.begin()),
                  std::make_move_iterator(copies.end()));

@@ -131,7 +131,6 @@ int FirstCharPos(const CString& s, char c) {
 }
 
 int NextCharPos(const CString& s, char c, int from) {
-    if (from >= s.GetLength()) return -1;
     if (from < 0 && c == '\0') return from;
     const std::size_t found = Bytes(s).find(c, static_cast<std::size_t>(std::max(from, 0)));
     return found == std::string_view::npos ? -1 : static_cast<int>(found);

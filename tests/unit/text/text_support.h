@@ -1,11 +1,16 @@
 // What the tests of the text library share. Texts are equal up to a NUL, so tests compare their raw bytes.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <concepts>
-#include <initializer_list>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "stlstrings.h"
+
+using namespace std::string_literals;
 
 std::string Raw(std::integral auto number) {
     return std::to_string(number);
@@ -17,9 +22,7 @@ inline std::string Raw(const CString& s) {
 
 /// Every text followed by a bar: "a|b|".
 inline std::string Raw(const CStringList& list) {
-    std::string all;
-    for (int i = 0; i < list.GetCount(); ++i) all += Raw(list[i]) + '|';
-    return all;
+    return list.GetCount() == 0 ? "" : Raw(list.Join("|")) + '|';
 }
 
 /// Results of related calls side by side, in the same way.
@@ -28,8 +31,14 @@ std::string Row(const Results&... results) {
     return ((Raw(results) + '|') + ...);
 }
 
-inline CStringList List(std::initializer_list<std::string> texts) {
+/// The words of a text, cut at every blank.
+inline CStringList List(const CString& words) {
     CStringList list;
-    for (const auto& each : texts) list << each;
+    ParseStr(words, ' ', list);
     return list;
+}
+
+/// What came, and beside it what is wanted.
+inline void Compare(const std::vector<std::pair<std::string, std::string>>& table) {
+    for (const auto& [came, wanted] : table) EXPECT_EQ(came, wanted);
 }
