@@ -96,7 +96,7 @@ TEST(Functions, GiveWhatTheirCallersRelyOn) {
 }
 
 TEST(Functions, ReplaceInLinearTimeWhereTextAndPatternAreOneLongRun) {
-    const std::string run(1 << 20, 'a');
+    const std::string run(1 << 18, 'a');
     const std::clock_t start = std::clock();
     EXPECT_TRUE(Raw(FindReplaceStr(run + run, run + 'b', "c")) == run + run);
     EXPECT_TRUE(Raw(FindReplaceStr(run + run + 'b', run + 'b', "c")) == run + 'c');
