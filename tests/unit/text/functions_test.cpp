@@ -52,7 +52,7 @@ TEST(Functions, GiveWhatTheirCallersRelyOn) {
         {Row(LastCharPos("ab", 'a'), LastCharPos("aba", 'a'), PrevCharPos("aba", 'b', 1)), "-1|2|1|"},
         {Row(PrevCharPos("aba", 'a', INT_MIN), PrevCharPos("aba", 'a', INT_MAX)), "-1|2|"},
         {Row(PrevCharPos("ab", '\0', 1), PrevCharPos("ab", '\0', 2), PrevCharPos("", '\0', 0)), "-1|2|-1|"},
-        {Row(NextCharPos("aba", '\0', -7), NextCharPos("aba", '\0', 3), FirstCharPos("ab", 'b')), "-7|-1|1|"},
+        {Row(NextCharPos("aba", '\0', -7), NextCharPos("aba", '\0', 3), FirstCharPos("ab", 'a')), "-7|-1|0|"},
         {Row(NextCharPos("aba", 'a', INT_MIN), NextCharPos("aba", 'a', 1)), "0|2|"},
         {Row(FindReplaceStr("aab", "ab", "ba"), FindReplaceStr("aab", "ab", "bba")), "baa|bbbbaa|"},
         {Row(FindReplaceStr("b", "", "x"), FindReplaceStr("b", "b", "ab")), "b|b|"},
@@ -96,11 +96,11 @@ TEST(Functions, GiveWhatTheirCallersRelyOn) {
 }
 
 TEST(Functions, ReplaceInLinearTimeWhereTextAndPatternAreOneLongRun) {
-    const std::string run(1 << 18, 'a');
+    const std::string run(1 << 19, 'a');
     const std::clock_t start = std::clock();
     EXPECT_TRUE(Raw(FindReplaceStr(run + run, run + 'b', "c")) == run + run);
     EXPECT_TRUE(Raw(FindReplaceStr(run + run + 'b', run + 'b', "c")) == run + 'c');
-    EXPECT_LT(std::clock() - start, 5 * CLOCKS_PER_SEC);
+    EXPECT_LT(std::clock() - start, 3 * CLOCKS_PER_SEC);
 }
 
 TEST(Functions, FindTheSiUnitOfEveryExponent) {

@@ -14,10 +14,11 @@ static std::string Numbers(const CString& s) {
 
 TEST(Text, IsBytesWithALineEndOfItsOwn) {
     CString s("a\0b"s), crlf, own("abc"), number;
+    constexpr auto kNoEol = static_cast<CString::eol_t>(3);
     own += own;
     Compare({
         {Row(s.GetLength(), s == "a", s == "a\0c"s, s == CString("A"), s.IsEmpty()), "3|1|1|0|0|"},
-        {Row(s.GetChar(2), s.GetChar(3), s.GetChar(-1), CString().GetFirstChar(), CString().GetLastChar()),
+        {Row(s.GetChar(2), s.GetChar(3), s.GetChar(-1), crlf.GetFirstChar(), crlf.GetLastChar()),
          "98|0|0|0|0|"},
         {Row(s.SetChar(3, 'x').SetChar(-1, 'x').SetChar(2, 'c').SetChar(0, 'd')), "d\0c|"s},
         {Raw(s.SetLength()), "d"},
@@ -28,8 +29,7 @@ TEST(Text, IsBytesWithALineEndOfItsOwn) {
         {Raw(crlf.SetEOL(CString::EOL_CRLF).GetEOL()), "\n"},
         {Raw((crlf = CString("a")).AppendEOL()), "a\r\n"},
         {Raw(CString(crlf).AppendEOL()), "a\r\n\n"},
-        {Raw(crlf.SetEOL(CString::EOL_CR).AppendEOL().SetEOL(static_cast<CString::eol_t>(3)).AppendEOL()),
-         "a\r\n\r"},
+        {Raw(crlf.SetEOL(CString::EOL_CR).AppendEOL().SetEOL(kNoEol).AppendEOL()), "a\r\n\r"},
         {Numbers("\t\n +42abc") + Numbers("-1"), "42|42|-1|4294967295|"},
         {Numbers("2147483648") + Numbers("4294967296"), "2147483647|2147483648|2147483647|4294967295|"},
         {Numbers("-4294967295") + Numbers("-4294967296"), "-2147483648|1|-2147483648|4294967295|"},
@@ -54,9 +54,9 @@ TEST(List, OwnsItsTextsAndGivesNothingOutside) {
         {Raw(list.RemoveAt(0).RemoveEmpty().RemoveDuplicates()), "kept|a|copied|given|"},
         {Raw(list.InsertAt(0, abc).InsertAt(1, new CString("new"))), "a|new|b|c|kept|a|copied|given|"},
         {Row(&list[4] == &kept, list.GetLength(), list.IsEmpty(), List(" ").IsEmpty()), "1|22|0|1|"},
-        {Raw(list.RemoveAt(-1).RemoveAt(8).InsertAt(-1, &mine).InsertAt(8, mine).InsertAt(8, abc)),
-         "a|new|b|c|kept|a|copied|given|"},
         {Raw(list.RemoveAt(7)), "a|new|b|c|kept|a|copied|"},
+        {Raw(list.RemoveAt(-1).RemoveAt(7).InsertAt(-1, &mine).InsertAt(7, mine).InsertAt(7, abc)),
+         "a|new|b|c|kept|a|copied|"},
         {Row(abc[-1], abc.GetString(3), list[7] = "written"), "||written|"},
         {Raw(list.Clear().GetString(-1)), "written"},
         {Raw(CStringList(list)[0]), ""},
@@ -91,8 +91,7 @@ TEST(File, LinesEndAtLfCrCrLfAndNulAndHaveNoLimit) {
     EXPECT_EQ(lines_of("") + lines_of("\n\ra\r\r\n \xFF") + lines_of("a\r\n\nb\r\n"), "||a|| \xFF|a||b|");
     EXPECT_EQ(lines_of("a\0\n\r\0\n"s), "a|||||");
     for (const std::size_t length : {65534U, 65535U, 65536U, 131071U, 131072U})  // around the blocks
-        EXPECT_TRUE(lines_of(std::string(length, 'x') + "\r\n\ny") == std::string(length, 'x') + "||y|")
-            << length;
+        EXPECT_TRUE(lines_of(std::string(length, 'x') + "\r\n\ny") == std::string(length, 'x') + "||y|");
 }
 
 TEST(File, FaultsLeaveWhatAppendHadAndWholeLinesReadBefore) {
@@ -103,8 +102,8 @@ TEST(File, FaultsLeaveWhatAppendHadAndWholeLinesReadBefore) {
     EXPECT_FALSE(list.AppendFromFile(bench.Write("file", "a\nb\nunfinis")));
     medium_breaks = false;
     EXPECT_EQ(Raw(list), "kept|a|b|");
-    EXPECT_FALSE(list.SaveToFile(bench.Root().string()) || list.LoadFromFile("missing") ||
-                 list.GetCount() > 0);
+    EXPECT_FALSE(list.SaveToFile(bench.Root().string()) || list.LoadFromFile("missing"));
+    EXPECT_EQ(list.GetCount(), 0);
 }
 
 TEST(File, SavedAndPrintedLinesEndInLfWhateverTheTextsThemselvesSay) {
@@ -139,8 +138,8 @@ TEST(Iterator, StopsAtBothEndsAndVisitsLineEndsOnlyForwards) {
         {Walk(*std::make_unique<CStringIterator>(in_text), "PPP"), "cba"},
         {Raw(in_text.ThisPosition()), "3"},
         {Raw(in_text.Prev() = 'd'), "100"},
-        {(in_text.Reset(), Row(in_text.Match("abc", true), in_text.Match("ab", false), in_text.This())),
-         "0|1|97|"},
+        {Raw((in_text.Reset(), in_text.This())), "97"},
+        {Row(in_text.Match("abc", true), in_text.Match("ab", false), in_text.This()), "0|1|97|"},
         {Raw(in_text.Match("ab", true)), "1"},
         {Raw(in_text.Match("d\0\0"s, true)) + Raw(s), "1abd"},  // the end is as many NULs as one likes
         {Walk(in_empty, "LPN") + Walk(in_no_text, "FPTNL") + Walk(in_no_list, "FPTNL"), std::string(13, 0)},
@@ -148,7 +147,7 @@ TEST(Iterator, StopsAtBothEndsAndVisitsLineEndsOnlyForwards) {
         {Walk(in_list, "LNP"), std::string(3, 0)},
         {Walk(in_lines, "TNNNNNN"), "ab\0\0c\0\0"s},
         {Row(in_lines.ThisPosition(), in_lines.LastPosition()), "1|6|"},
-        {Walk(in_lines, "LPPPPP"), "\0c\0baa"s},
+        {Walk(in_lines, "FLPPPPP"), "a\0c\0baa"s},
         {Row(in_lines.Match("abc", true), in_lines.Match("ab\0\0c"s, false), in_lines.This()), "0|1|97|"},
         {Raw(in_lines.Match("ab\0"s, true)), "1"},
         {Walk(in_lines, "TNF"), "\0ca"s},
@@ -182,7 +181,8 @@ TEST(Histogram, FindsTheKindOfItsContentAgainAfterEveryChangeButSetAt) {
         {(counts.Remove(CString()), Kind(counts)), "T"},
         {(counts.Remove(List("x 2")), Kind(counts)), "I"},
         {(counts.Insert('.'), Kind(counts)), "N"},
-        {(counts.Insert(List("3")), Row(counts.GetAlphabet(), copy.GetAlphabet())), ".13|12x|"},
+        {(counts.Insert(List("z")), Kind(counts)), "T"},
+        {Row(counts.GetAlphabet(), copy.GetAlphabet()), ".1z|12x|"},
     });
 }
 
