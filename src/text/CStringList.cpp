@@ -22,9 +22,7 @@ CStringList::CStringList() = default;
 CStringList::CStringList(const CStringList& other) {
     Insert(other);
 }
-CStringList::~CStringList() {
-    Clear();
-}
+CStringList::~CStringList() = default;
 
 CStringList& CStringList::operator=(const CStringList& other) {
     return this == &other ? *this : Clear().Insert(other);
@@ -145,7 +143,7 @@ CStringList& CStringList::RemoveDuplicates() {
 }
 
 CStringList& CStringList::Clear() {
-    while (!items.empty()) items.pop_back();
+    items.clear();
     return *this;
 }
 
