@@ -182,6 +182,9 @@ TEST(Histogram, FindsTheKindOfItsContentAgainAfterEveryChangeButSetAt) {
         {(counts.SetAt('x', 1), Kind(copy = counts)), "I"},
         {Kind(*std::make_unique<CCharHistogram>(counts)), "T"},  // a copy is empty
         {(counts.Remove(CString()), Kind(counts)), "T"},
+        {(counts.SetAt('x', 0), counts.Insert(CString()), Kind(counts)), "I"},
+        {(counts.SetAt('x', 1), counts.Remove(CStringList()), Kind(counts)), "T"},
+        {(counts.SetAt('x', 0), counts.Insert(CStringList()), Kind(counts)), "I"},
         {(counts.Remove(List("x 2")), Kind(counts)), "I"},
         {(counts.Insert('.'), Kind(counts)), "N"},
         {(counts.Insert(List("z")), Kind(counts)), "T"},
