@@ -49,8 +49,9 @@ TEST(Functions, GiveWhatTheirCallersRelyOn) {
         {Guess(full, full + "b a", true), "1|a|"},  // 65536 times 65536 scores 0
 
         // Position 0 is never found from the end, and a NUL stands around the text.
-        {Row(LastCharPos("ab", 'a'), LastCharPos("aba", 'a'), PrevCharPos("aba", 'b', 1)), "-1|2|1|"},
-        {Row(PrevCharPos("aba", 'a', INT_MIN), PrevCharPos("aba", 'a', INT_MAX)), "-1|2|"},
+        {Row(LastCharPos("ab", 'a'), LastCharPos("aba", 'a'), LastCharPos("ab", '\0')), "-1|2|-1|"},
+        {Row(PrevCharPos("aba", 'a', INT_MIN), PrevCharPos("aba", 'a', INT_MAX), PrevCharPos("ab", 'b', 1)),
+         "-1|2|1|"},
         {Row(PrevCharPos("ab", '\0', 1), PrevCharPos("ab", '\0', 2), PrevCharPos("", '\0', 0)), "-1|2|-1|"},
         {Row(NextCharPos("aba", '\0', -7), NextCharPos("aba", '\0', 3), FirstCharPos("ab", 'a')), "-7|-1|0|"},
         {Row(NextCharPos("aba", 'a', INT_MIN), NextCharPos("aba", 'a', 1)), "0|2|"},
