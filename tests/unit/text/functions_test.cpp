@@ -57,7 +57,7 @@ TEST(Functions, GiveWhatTheirCallersRelyOn) {
         {Row(NextCharPos("aba", 'a', INT_MIN), NextCharPos("aba", 'a', 1)), "0|2|"},
         {Row(FindReplaceStr("aab", "ab", "ba"), FindReplaceStr("aab", "ab", "bba")), "baa|bbbbaa|"},
         {Row(FindReplaceStr("b", "", "x"), FindReplaceStr("b", "b", "ab")), "b|b|"},
-        {Row(FindReplaceChar("ba", 'b', 'c')), "ca|"},
+        {Row(FindReplaceStr("aaab", "aab", "c"), FindReplaceChar("ba", 'b', 'c')), "ac|ca|"},
 
         {Row(JoinStr("d", "f", '/'), JoinStr("d/", "f", '/'), JoinStr("d", "/f", '/')), "d/f|d/f|d/f|"},
         {Row(JoinStr("d/", "/f", '/'), JoinStr("", "f", '/'), JoinStr("d", "", '/')), "d//f|f|d|"},
