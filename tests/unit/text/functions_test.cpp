@@ -4,7 +4,6 @@
 #include <climits>
 #include <cmath>
 #include <cstdint>
-#include <ctime>
 
 #include "seed.h"
 #include "text_support.h"
@@ -97,11 +96,9 @@ TEST(Functions, GiveWhatTheirCallersRelyOn) {
 }
 
 TEST(Functions, ReplaceInLinearTimeWhereTextAndPatternAreOneLongRun) {
-    const std::string run(1 << 19, 'a');
-    const std::clock_t start = std::clock();
+    const std::string run(1 << 22, 'a');  // a search that is not linear outlasts the test's time limit
     EXPECT_TRUE(Raw(FindReplaceStr(run + run, run + 'b', "c")) == run + run);
     EXPECT_TRUE(Raw(FindReplaceStr(run + run + 'b', run + 'b', "c")) == run + 'c');
-    EXPECT_LT(std::clock() - start, 3 * CLOCKS_PER_SEC);
 }
 
 TEST(Functions, FindTheSiUnitOfEveryExponent) {
