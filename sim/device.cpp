@@ -20,6 +20,8 @@ constexpr Micros kGoAheadPause = 20'000;
 // Four resends of the updater. When it asks that long after our reply, the reply was lost.
 constexpr Micros kQuietTime = 2'000'000;
 
+constexpr Micros kTakeSpan = 10'000;  // in which a device takes so many data frames
+
 /// A reply's payload with the command's address bytes, the rest zero.
 std::array<std::uint8_t, kFrameLength> Mirror(const std::uint8_t* data) {
     return {data[0], data[1], data[2]};
@@ -37,6 +39,26 @@ canid_t Identifier(std::uint8_t pf, std::uint8_t destination, std::uint8_t sourc
 
 std::uint8_t PfOf(const can_frame& frame) {
     return static_cast<std::uint8_t>(frame.can_id >> kPfShift);
+}
+
+const char* JobText(Job job) {
+    switch (job) {
+        case Job::kNone:
+            return "no job";
+        case Job::kRunning:
+            return "job unfinished";
+        case Job::kVerified:
+            return "program check passed, not reset";
+        case Job::kComplete:
+            return "job complete";
+        case Job::kRefused:
+            return "start refused";
+        case Job::kCheckFailed:
+            return "program check failed";
+        case Job::kAborted:
+            return "job aborted";
+    }
+    return "";
 }
 
 std::string Hex(std::uint32_t value) {
@@ -71,7 +93,7 @@ bool Device::Receive(const can_frame& frame, Micros now) {
     const int shortest = pf == kPfData ? kPacketHeader + 1 : kFrameLength;
     if (frame.can_dlc < shortest || frame.can_dlc > kFrameLength) return false;
     now_ = now;
-    if (IsLost()) return true;
+    if (IsLost() || (pf == kPfData && OverrunsBuffer())) return true;
     ++counters_.heard;
     if (std::exchange(last_pf_, pf) != pf) last_note_.clear();
     Dispatch(pf, frame.data, frame.can_dlc);
@@ -120,6 +142,17 @@ std::vector<std::string> Device::TakeNotes() {
     return std::exchange(notes_, {});
 }
 
+std::string Device::Summary() const {
+    char text[240];
+    std::snprintf(
+        text, sizeof text,
+        "%d frames heard, %d sent, %d lost; %zu groups, %d rejected, %d erase failed; image %zu bytes, ",
+        counters_.heard, counters_.sent, counters_.lost, groups(), counters_.rejected, counters_.erase_failed,
+        image().size());
+    return text + (checksum_ ? "checksum " + Hex(*checksum_) : "no checksum") + "; " +
+           std::to_string(counters_.violations) + " violations; " + JobText(job_);
+}
+
 // The commands, in the order of a job.
 
 void Device::OnVersionCheck(const std::uint8_t* data) {
@@ -143,7 +176,7 @@ void Device::OnHeartbeat(const std::uint8_t* data) {
 void Device::OnStartDownload(const std::uint8_t* data) {
     const bool same_bytes = std::equal(address_bytes_.begin(), address_bytes_.end(), data);
     const bool known = job_ != Job::kNone && job_ != Job::kAborted && !new_updater_;
-    if (known && !IsOver(job_) && !same_bytes)
+    if (known && !IsOver() && !same_bytes)
         Violation("start download in mid-transfer with other address bytes");
     if (!known || !same_bytes) {
         BeginJob(data);
@@ -167,7 +200,7 @@ void Device::OnAddressRequest(const std::uint8_t* data) {
 void Device::OnGroupStart(const std::uint8_t* data) {
     // The reset or the verdict was lost with the link when a finished job's updater starts over, so the
     // finished image is only given up when another one begins.
-    if (IsOver(job_)) BeginJob(data);
+    if (IsOver()) BeginJob(data);
     const std::uint32_t address = GetLe32(data + 3);
     if (!IsAnnounced(address)) {
         Note("group start at " + Hex(address) + ", which was never announced: address sent again");
@@ -263,8 +296,7 @@ void Device::BeginJob(const std::uint8_t* data) {
 void Device::NoticeNewUpdater(std::uint16_t sequence) {
     // Sequence numbers wrap, so to start over is to be closer behind the last number than ahead of it.
     if (heartbeat_ && static_cast<std::int16_t>(sequence - *heartbeat_) < 0) {
-        if (!IsOver(job_) && job_ != Job::kNone)
-            Note("heartbeats start over: another updater, the transfer is given up");
+        if (!IsOver() && HasBegun()) Note("heartbeats start over: another updater, the transfer is given up");
         UpdaterGone();
     }
     heartbeat_ = sequence;
@@ -373,6 +405,19 @@ bool Device::IsLost() {
     const bool lost = static_cast<double>(random_()) < settings_.faults.drop_percent / 100 * 4294967296.0;
     counters_.lost += lost;
     return lost;
+}
+
+bool Device::OverrunsBuffer() {
+    if (settings_.faults.take == 0) return false;
+    if (taken_.size() == static_cast<std::size_t>(settings_.faults.take)) {
+        if (now_ - taken_.front() < kTakeSpan) {
+            ++counters_.lost;
+            return true;
+        }
+        taken_.pop_front();
+    }
+    taken_.push_back(now_);
+    return false;
 }
 
 void Device::Note(std::string text) {

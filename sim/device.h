@@ -14,11 +14,9 @@
 
 #include "image.h"
 #include "protocol.h"
+#include "responder.h"
 
 namespace sim {
-
-/// Microseconds on whatever monotonic clock the caller keeps.
-using Micros = std::int64_t;
 
 /// Group number `index` of the image (from 0) is refused the first `times` times its end arrives.
 struct GroupFault {
@@ -35,6 +33,7 @@ struct Faults {
     std::vector<GroupFault> reject_groups = {};  ///< verdict "checksum wrong"
     std::vector<GroupFault> erase_fails = {};    ///< verdict "erase failed", before rejections
     double drop_percent = 0;                     ///< share of frames lost in each direction
+    int take = 0;                                ///< data frames taken in any 10 ms, the others lost; 0: all
     Micros delay = 0;                            ///< added to every reply
     bool no_reset_reply = false;                 ///< resets, but does not say so
 };
@@ -64,7 +63,7 @@ bool IsOver(Job job);
 struct Counters {
     int heard = 0;         ///< frames for this device that it did take
     int sent = 0;          ///< frames that left
-    int lost = 0;          ///< frames dropped by the fault, both directions
+    int lost = 0;          ///< frames dropped by a fault, both directions
     int rejected = 0;      ///< groups answered "checksum wrong", by fault or by right
     int erase_failed = 0;  ///< groups answered "erase failed"
     int violations = 0;    ///< what no loss on the bus explains: each has its note
@@ -84,35 +83,34 @@ struct Counters {
 /// - A start download in mid-transfer continues it; groups already confirmed stay. A new updater is told by
 ///   heartbeats that count from the start again, or by other address bytes: the transfer starts afresh.
 /// - `mute_heartbeats` begins with the first heartbeat after a job's first data packet and ends with the
-/// first
-///   heartbeat after those many, which is answered. Meanwhile the device still listens.
-class Device {
+///   first heartbeat after those many, which is answered. Meanwhile the device still listens.
+class Device : public Responder {
   public:
     explicit Device(Settings settings);
 
-    /// Takes one frame from the bus. False, and nothing happens, when it is not a whole extended data frame
-    /// from the updater to this device. `now` never runs backwards.
-    bool Receive(const can_frame& frame, Micros now);
+    /// False for everything but whole extended data frames from the updater to this device.
+    bool Receive(const can_frame& frame, Micros now) override;
+    std::optional<Micros> NextDue() const override;
+    std::optional<can_frame> TakeDue(Micros now) override;
 
-    /// When the next frame leaves; none when none is waiting.
-    std::optional<Micros> NextDue() const;
-
-    /// The next frame that leaves by `now`, in the order in which they leave.
-    std::optional<can_frame> TakeDue(Micros now);
-
-    /// Tells that the updater has gone: a job that is not over is aborted, waiting replies are forgotten, and
-    /// the next start download begins a new job.
-    void UpdaterGone();
+    /// A job that is not over is aborted, and the next start download begins a new job.
+    void UpdaterGone() override;
 
     Job job() const { return job_; }
     const Counters& counters() const { return counters_; }
+    bool HasBegun() const override { return job_ != Job::kNone; }
+    bool IsOver() const override { return sim::IsOver(job_); }
+
+    /// Complete, and no violation.
+    bool IsRight() const override { return job_ == Job::kComplete && counters_.violations == 0; }
+    std::string Summary() const override;
 
     /// True once after every program check, whatever its verdict.
-    bool TakeChecked();
+    bool TakeChecked() override;
 
     /// The image: cut to its size after a program check whose checksum fits, else the groups confirmed so
     /// far.
-    std::span<const std::uint8_t> image() const { return image_.bytes().first(image_size_); }
+    std::span<const std::uint8_t> image() const override { return image_.bytes().first(image_size_); }
 
     /// Groups confirmed in this job.
     std::size_t groups() const { return image_.groups(); }
@@ -120,8 +118,7 @@ class Device {
     /// The checksum in the last program check.
     std::optional<std::uint32_t> checksum() const { return checksum_; }
 
-    /// What a developer of the updater wants to know, a line each, since the last call.
-    std::vector<std::string> TakeNotes();
+    std::vector<std::string> TakeNotes() override;
 
   private:
     using Payload = std::array<std::uint8_t, kFrameLength>;
@@ -169,6 +166,7 @@ class Device {
     Micros Reply(std::uint8_t pf, const Payload& payload, Micros later = 0);
     bool IsWaiting(std::uint8_t pf) const;
     bool IsLost();
+    bool OverrunsBuffer();
     void Note(std::string text);
     void Violation(std::string text);
 
@@ -177,6 +175,7 @@ class Device {
     std::mt19937 random_;
 
     Micros now_ = 0;
+    std::deque<Micros> taken_;     ///< when the last data frames came, as far as `take` asks
     std::deque<Pending> pending_;  ///< by due time
     Counters counters_;
     std::vector<std::string> notes_;

@@ -20,6 +20,10 @@ constexpr int kListener = 0;            // where nodes have their numbers
 constexpr std::size_t kMaxNodes = 200;  // well below the usual limit of open files
 constexpr int kTriesPerCall = 256;
 constexpr int kSendBuffer = 1 << 20;  // as much patience with a slow node as the system grants
+// Frames of a node that the hub reads ahead on a bus with a bit rate. About six more wait in the node's
+// socket.
+constexpr std::size_t kReadAhead = 4;
+constexpr int kOwn = 0;  // the simulator's own frames on such a bus
 
 sockaddr_un AddressOf(const std::string& path) {
     sockaddr_un address{};
@@ -48,7 +52,7 @@ bool Connect(const Fd& fd, const sockaddr_un& address) {
 
 }  // namespace
 
-std::unique_ptr<Bus> OpenBench(const std::string& dir, bool& joined) {
+std::unique_ptr<Bus> OpenBench(const std::string& dir, std::optional<int> bitrate, bool& joined) {
     joined = false;
     const std::string path = dir + "/can0";
     const sockaddr_un address = AddressOf(path);
@@ -64,6 +68,9 @@ std::unique_ptr<Bus> OpenBench(const std::string& dir, bool& joined) {
             throw BusError(path + ": exists and is not a socket");
         Fd node = NewSocket(path);
         if (Connect(node, address)) {
+            if (bitrate)
+                throw BusError("--bitrate " + std::to_string(*bitrate) + ": " + path +
+                               " has a bus already; give the bit rate to the simulator that started first");
             joined = true;
             return std::make_unique<NodeBus>(std::move(node));
         }
@@ -72,13 +79,14 @@ std::unique_ptr<Bus> OpenBench(const std::string& dir, bool& joined) {
             throw SystemError(path + ": replacing a dead hub's socket");
     }
     if (listen(listener.get(), SOMAXCONN) < 0) throw SystemError(path + ": listen");
-    return std::make_unique<Hub>(std::move(listener), path);
+    return std::make_unique<Hub>(std::move(listener), path, bitrate);
 }
 
-Hub::Hub(Fd listener, std::string path)
+Hub::Hub(Fd listener, std::string path, std::optional<int> bitrate)
     : listener_(std::move(listener)), path_(std::move(path)), epoll_(epoll_create1(EPOLL_CLOEXEC)) {
     if (!epoll_ || stat(path_.c_str(), &file_) < 0) throw SystemError(path_);
     Watch(listener_.get(), kListener);
+    if (bitrate) timed_.emplace(*bitrate);
 }
 
 Hub::~Hub() {
@@ -87,7 +95,13 @@ Hub::~Hub() {
         unlink(path_.c_str());
 }
 
+std::optional<Nanos> Hub::NextEnd() const {
+    return timed_ ? timed_->NextEnd() : std::nullopt;
+}
+
 std::optional<BusEvent> Hub::Receive() {
+    if (timed_)
+        if (const std::optional<BusEvent> event = TakeEnded()) return event;
     // Bounded, since a node may send what is no frame for ever. One message of a node at a time: the ready
     // ones take turns.
     for (int i = 0; i < kTriesPerCall; ++i) {
@@ -95,10 +109,19 @@ std::optional<BusEvent> Hub::Receive() {
         if (epoll_wait(epoll_.get(), &ready, 1, 0) <= 0) return std::nullopt;
         if (ready.data.fd == kListener)
             AcceptAll();
-        else if (const std::optional<BusEvent> event = ReadNode(ready.data.fd))
+        else if (const std::optional<BusEvent> event = ServeNode(ready.data.fd))
             return event;
     }
     return std::nullopt;
+}
+
+bool Hub::Send(const can_frame& frame, Nanos since) {
+    if (timed_) {
+        (void)timed_->Offer(kOwn, frame, since);
+        return false;
+    }
+    PassOn(kOwn, frame);
+    return true;
 }
 
 void Hub::Watch(int fd, int node) {
@@ -106,6 +129,13 @@ void Hub::Watch(int fd, int node) {
     event.events = EPOLLIN;
     event.data.fd = node;
     if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, fd, &event) < 0) throw SystemError(path_ + ": epoll");
+}
+
+void Hub::Hold(int node) {
+    Node& held = nodes_.at(node);
+    held.held = true;
+    // Taken out rather than masked: a closed connection is told masked or not, for ever.
+    epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, held.fd.get(), nullptr);
 }
 
 void Hub::AcceptAll() {
@@ -119,33 +149,85 @@ void Hub::AcceptAll() {
         if (nodes_.size() >= kMaxNodes) continue;
         setsockopt(fd.get(), SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof kSendBuffer);
         Watch(fd.get(), ++last_node_);
-        nodes_.emplace(last_node_, std::move(fd));
+        nodes_.emplace(last_node_, Node{std::move(fd)});
     }
 }
 
-std::optional<BusEvent> Hub::ReadNode(int node) {
-    const int fd = nodes_.at(node).get();
-    can_frame frame{};
+/// Reads one message of the node.
+Hub::Heard Hub::ReadNode(int node, can_frame& frame) {
+    const int fd = nodes_.at(node).fd.get();
     const ssize_t length = recv(fd, &frame, sizeof frame, MSG_DONTWAIT | MSG_TRUNC);
-    if (length == static_cast<ssize_t>(sizeof frame)) {
-        AcceptAll();  // whoever connected before this frame was sent hears it
-        PassOn(node, frame);
-        return BusEvent{BusEvent::kFrame, node, frame};
-    }
-    if (length > 0 || (length < 0 && (errno == EAGAIN || errno == EINTR))) return std::nullopt;
+    if (length == static_cast<ssize_t>(sizeof frame)) return Heard::kFrame;
+    if (length > 0 || (length < 0 && (errno == EAGAIN || errno == EINTR))) return Heard::kNothing;
     // An empty message reads as 0 too; only when the other end is closed and nothing waits is it the end.
     pollfd state{fd, POLLRDHUP, 0};
     int waiting = 0;
     if (length == 0 && (poll(&state, 1, 0) == 0 || (ioctl(fd, FIONREAD, &waiting) == 0 && waiting > 0)))
-        return std::nullopt;
-    nodes_.erase(node);
-    return BusEvent{BusEvent::kNodeGone, node, {}};
+        return Heard::kNothing;
+    return Heard::kEnd;
+}
+
+std::optional<BusEvent> Hub::ServeNode(int node) {
+    can_frame frame{};
+    switch (ReadNode(node, frame)) {
+        case Heard::kNothing:
+            return std::nullopt;
+        case Heard::kFrame:
+            if (timed_) {
+                (void)timed_->Offer(node, frame, Now());
+                if (timed_->Waiting(node) >= kReadAhead) Hold(node);
+                return std::nullopt;
+            }
+            AcceptAll();  // whoever connected before this frame was sent hears it
+            PassOn(node, frame);
+            return BusEvent{BusEvent::kFrame, node, frame, Now()};
+        case Heard::kEnd:
+            nodes_.erase(node);
+            if (timed_ && timed_->Waiting(node) > 0) {
+                leaving_.insert(node);  // its last frames go first
+                return std::nullopt;
+            }
+            return BusEvent{BusEvent::kNodeGone, node};
+    }
+    return std::nullopt;
+}
+
+/// The next frame that has ended on the bus by now, which its node's next one follows; or a node that has
+/// gone.
+std::optional<BusEvent> Hub::TakeEnded() {
+    for (const int node : leaving_) {
+        if (timed_->Waiting(node) > 0) continue;
+        leaving_.erase(node);
+        return BusEvent{BusEvent::kNodeGone, node};
+    }
+    const auto passed = timed_->TakeEnded(Now());
+    if (!passed) return std::nullopt;
+    AcceptAll();
+    PassOn(passed->node, passed->frame);
+    Refill(passed->node, passed->end);
+    const auto kind = passed->node == kOwn ? BusEvent::kSent : BusEvent::kFrame;
+    return BusEvent{kind, passed->node, passed->frame, passed->end};
+}
+
+/// Reads on from a node that was held. What it wrote meanwhile counts as waiting since `since`, when there
+/// was room again, and not since the hub woke up.
+void Hub::Refill(int node, Nanos since) {
+    const auto found = nodes_.find(node);
+    if (found == nodes_.end() || !found->second.held) return;
+    can_frame frame{};
+    while (timed_->Waiting(node) < kReadAhead) {
+        if (ReadNode(node, frame) != Heard::kFrame) {
+            found->second.held = false;
+            return Watch(found->second.fd.get(), node);  // the end, too, is told there
+        }
+        (void)timed_->Offer(node, frame, since);
+    }
 }
 
 void Hub::PassOn(int from, const can_frame& frame) {
-    for (const auto& [node, fd] : nodes_) {
+    for (const auto& [node, each] : nodes_) {
         // A node that does not read loses frames; the bus does not wait for it.
-        if (node != from) (void)send(fd.get(), &frame, sizeof frame, MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (node != from) (void)send(each.fd.get(), &frame, sizeof frame, MSG_DONTWAIT | MSG_NOSIGNAL);
     }
 }
 

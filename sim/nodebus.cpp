@@ -17,18 +17,19 @@ std::optional<BusEvent> NodeBus::Receive() {
     for (;;) {
         can_frame frame{};
         const ssize_t length = recv(fd_.get(), &frame, sizeof frame, MSG_DONTWAIT | MSG_TRUNC);
-        if (length == static_cast<ssize_t>(sizeof frame)) return BusEvent{BusEvent::kFrame, 0, frame};
+        if (length == static_cast<ssize_t>(sizeof frame)) return BusEvent{BusEvent::kFrame, 0, frame, Now()};
         if (length > 0) continue;  // no frame
         if (length < 0 && errno == EINTR) continue;
         if (length < 0 && (errno == EAGAIN || errno == ENETDOWN))
             return std::nullopt;  // a downed interface comes back
-        return BusEvent{BusEvent::kBusGone, 0, {}};
+        return BusEvent{BusEvent::kBusGone};
     }
 }
 
-void NodeBus::Send(const can_frame& frame) {
+bool NodeBus::Send(const can_frame& frame, Nanos) {
     // A full queue loses the frame, as it does on a bus; a bus that has gone is told by Receive.
     (void)send(fd_.get(), &frame, sizeof frame, MSG_DONTWAIT | MSG_NOSIGNAL);
+    return true;
 }
 
 std::unique_ptr<Bus> OpenCan(const std::string& interface) {

@@ -15,7 +15,7 @@ class NodeBus : public Bus {
 
     int fd() const override { return fd_.get(); }
     std::optional<BusEvent> Receive() override;
-    void Send(const can_frame& frame) override;
+    bool Send(const can_frame& frame, Nanos since) override;
 
   private:
     Fd fd_;

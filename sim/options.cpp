@@ -1,47 +1,31 @@
 #include "options.h"
 
 #include <CLI/CLI.hpp>
-#include <charconv>
-#include <limits>
+#include <cstdio>
+#include <set>
+
+#include "arguments.h"
 
 namespace sim {
 namespace {
 
 constexpr int kMaxDelayMs = 600'000;
 constexpr int kMaxCount = 1'000'000;
-
-/// The whole of `text` as a number in `base` from `low` to `high`; 16 also takes "0x" in front.
-std::uint32_t ParseNumber(const std::string& option, const std::string& text, int base, std::uint32_t low,
-                          std::uint32_t high) {
-    const bool prefixed = base == 16 && (text.starts_with("0x") || text.starts_with("0X"));
-    const char* const first = text.data() + (prefixed ? 2 : 0);
-    const char* const last = text.data() + text.size();
-    std::uint32_t value = 0;
-    const auto [end, error] = std::from_chars(first, last, value, base);
-    if (error == std::errc::result_out_of_range ||
-        (error == std::errc() && end == last && (value < low || value > high))) {
-        char range[64];
-        std::snprintf(range, sizeof range, base == 16 ? " is not from %x to %x" : " is not from %u to %u",
-                      low, high);
-        throw CLI::ValidationError(option, text + range);
-    }
-    if (error != std::errc() || end != last)
-        throw CLI::ValidationError(option,
-                                   text + (base == 16 ? " is not a hexadecimal number" : " is not a number"));
-    return value;
-}
+constexpr int kMaxTake = 1000;
+constexpr int kMinBitrate = 5000, kMaxBitrate = 1'000'000;  // what CAN transceivers and controllers do
+constexpr std::int64_t kMaxWord = 0xFFFFFFFF;
 
 /// A status byte other than "accepted": decimal, or hexadecimal after "0x".
 std::uint8_t ParseCode(const std::string& option, const std::string& text) {
     const int base = text.starts_with("0x") || text.starts_with("0X") ? 16 : 10;
-    return static_cast<std::uint8_t>(ParseNumber(option, text, base, 1, 0xFF));
+    return static_cast<std::uint8_t>(ParseNumber(option, text, {base, 1, 0xFF}));
 }
 
 GroupFault ParseGroupFault(const std::string& option, const std::string& text) {
     const std::size_t colon = text.find(':');
     if (colon == std::string::npos) throw CLI::ValidationError(option, text + " is not INDEX:TIMES");
-    return {ParseNumber(option, text.substr(0, colon), 10, 0, kMaxCount),
-            static_cast<int>(ParseNumber(option, text.substr(colon + 1), 10, 1, kMaxCount))};
+    return {static_cast<std::size_t>(ParseNumber(option, text.substr(0, colon), {10, 0, kMaxCount})),
+            static_cast<int>(ParseNumber(option, text.substr(colon + 1), {10, 1, kMaxCount}))};
 }
 
 void AddBusOptions(CLI::App& app, Options& options) {
@@ -51,17 +35,14 @@ void AddBusOptions(CLI::App& app, Options& options) {
     app.add_option("--can", options.can, "CAN interface that is up")
         ->type_name("IFACE")
         ->group("Bus, one of");
+    AddNumber(&app, "--bitrate", {10, kMinBitrate, kMaxBitrate}, &options.bitrate,
+              "pass frames as a bus at N bit/s does (--bench only)")
+        ->group("Bus, one of");
 }
 
 void AddDeviceOptions(CLI::App& app, Options& options) {
     Settings& device = options.device;
-    app.add_option_function<std::string>(
-           "--address",
-           [&device](const std::string& text) {
-               device.address = static_cast<std::uint8_t>(ParseNumber("--address", text, 16, 0, 0xFF));
-           },
-           "CAN address of the device (default e0)")
-        ->type_name("HEX");
+    AddNumber(&app, "--address", {16, 0, 0xFF}, &options.address, "CAN address of the device (default e0)");
     app.add_option_function<std::string>(
            "--plan",
            [&device](const std::string& text) {
@@ -71,24 +52,16 @@ void AddDeviceOptions(CLI::App& app, Options& options) {
            },
            "checksum that it asks for (default B)")
         ->type_name("A|B");
-    app.add_option_function<std::string>(
-           "--base",
-           [&device](const std::string& text) {
-               device.base = ParseNumber("--base", text, 16, 0, std::numeric_limits<std::uint32_t>::max());
-           },
-           "first group address that it announces (default 08004000)")
-        ->type_name("HEX");
+    AddNumber(&app, "--base", {16, 0, kMaxWord}, &device.base,
+              "first group address that it announces (default 08004000)");
     app.add_option("--save", options.save, "write the image as received")->type_name("FILE");
     app.add_flag("--once", options.once,
                  "end after one job; status 0 when it was complete and correct, else 1");
-    app.add_option_function<std::string>(
-           "--seed",
-           [&device](const std::string& text) {
-               device.seed = ParseNumber("--seed", text, 10, 0, std::numeric_limits<std::uint32_t>::max());
-           },
-           "which frames --drop loses (default 1)")
-        ->type_name("N");
+    AddNumber(&app, "--seed", {10, 0, kMaxWord}, &device.seed, "which frames --drop loses (default 1)");
     app.add_option("--log", options.log, "write every frame of the bus as a candump log")->type_name("FILE");
+    app.add_option("--answer", options.answer,
+                   "send the replies of this candump log's device instead of own ones")
+        ->type_name("LOG");
 }
 
 void AddGroupFault(CLI::App& app, const char* name, std::vector<GroupFault>& faults, const char* text) {
@@ -105,14 +78,8 @@ void AddGroupFault(CLI::App& app, const char* name, std::vector<GroupFault>& fau
 
 void AddFaultOptions(CLI::App& app, Faults& faults) {
     app.add_flag("--silent", faults.silent, "answer nothing")->group("Faults");
-    app.add_option_function<std::string>(
-           "--mute-heartbeats",
-           [&faults](const std::string& text) {
-               faults.mute_heartbeats =
-                   static_cast<int>(ParseNumber("--mute-heartbeats", text, 10, 0, kMaxCount));
-           },
-           "answer nothing while N heartbeats pass, from the first one in the data on")
-        ->type_name("N")
+    AddNumber(&app, "--mute-heartbeats", {10, 0, kMaxCount}, &faults.mute_heartbeats,
+              "answer nothing while N heartbeats pass, from the first one in the data on")
         ->group("Faults");
     app.add_option_function<std::string>(
            "--refuse-start",
@@ -140,15 +107,33 @@ void AddFaultOptions(CLI::App& app, Faults& faults) {
            "lose this share of the frames in each direction")
         ->type_name("PERCENT")
         ->group("Faults");
+    AddNumber(&app, "--take", {10, 1, kMaxTake}, &faults.take,
+              "take at most N data frames in 10 ms, and lose the others")
+        ->group("Faults");
     app.add_option_function<std::string>(
            "--delay",
            [&faults](const std::string& text) {
-               faults.delay = Micros{1000} * ParseNumber("--delay", text, 10, 0, kMaxDelayMs);
+               faults.delay = Micros{1000} * ParseNumber("--delay", text, {10, 0, kMaxDelayMs});
            },
            "send every reply so much later")
         ->type_name("MS")
         ->group("Faults");
     app.add_flag("--no-reset-reply", faults.no_reset_reply, "reset, but do not answer")->group("Faults");
+}
+
+/// What does not go together.
+void CheckTogether(const CLI::App& app, const Options& options) {
+    if (options.bench.empty() == options.can.empty()) throw CLI::RequiredError("either --bench or --can");
+    if (options.bitrate && !options.can.empty())
+        throw CLI::ValidationError(
+            "--bitrate", "--can " + options.can + " has a bit rate of its own; only a bench bus takes one");
+    if (options.answer.empty()) return;
+    const std::set<std::string> allowed = {"--bench", "--can",  "--bitrate", "--address",
+                                           "--log",   "--once", "--answer"};
+    for (const CLI::Option* const given : app.parse_order())
+        if (!allowed.contains(given->get_name()))
+            throw CLI::ValidationError(given->get_name(),
+                                       "does not go with --answer, which sends what the log has");
 }
 
 }  // namespace
@@ -161,7 +146,8 @@ std::optional<int> ParseOptions(int argc, const char* const* argv, Options& opti
     AddFaultOptions(app, options.device.faults);
     try {
         app.parse(argc, argv);
-        if (options.bench.empty() == options.can.empty()) throw CLI::RequiredError("either --bench or --can");
+        CheckTogether(app, options);
+        options.device.address = options.address.value_or(options.device.address);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app.exit(error);
         std::fprintf(stderr, "velmorin-sim: %s\nvelmorin-sim --help tells more.\n", error.what());

@@ -9,11 +9,14 @@
 namespace sim {
 
 struct Options {
-    std::string bench;  ///< bench directory; empty when `can` is given
-    std::string can;    ///< CAN interface
+    std::string bench;                    ///< bench directory; empty when `can` is given
+    std::string can;                      ///< CAN interface
+    std::optional<int> bitrate;           ///< bit/s of the bench bus; none: frames take no time
+    std::optional<std::uint8_t> address;  ///< of the device, when given; `device` holds it, too
     Settings device;
-    std::string save;  ///< image file, empty for none
-    std::string log;   ///< candump log, empty for none
+    std::string answer;  ///< candump log whose device is played instead, empty for none
+    std::string save;    ///< image file, empty for none
+    std::string log;     ///< candump log, empty for none
     bool once = false;
 };
 

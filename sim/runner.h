@@ -1,12 +1,13 @@
-// Carries frames between the bus and the device until the end.
+// Carries frames between the bus and who answers there, until the end.
 #pragma once
 
 #include <optional>
 
 #include "bus.h"
+#include "busload.h"
 #include "candump.h"
-#include "device.h"
 #include "options.h"
+#include "responder.h"
 
 namespace sim {
 
@@ -15,31 +16,33 @@ constexpr int kExitIncomplete = 1;
 
 class Runner {
   public:
-    /// `log` may be null. Bus and log outlive the runner.
-    Runner(const Options& options, Bus& bus, velmorin::CandumpLog* log);
+    /// `log` may be null. All of them outlive the runner.
+    Runner(const Options& options, Bus& bus, Responder& responder, velmorin::CandumpLog* log);
 
     /// Serves until a signal (read from `signal_fd`), the end of the bus or, with `--once`, of the job.
-    /// Prints the summary on standard output. The exit status.
+    /// Prints the bus's load, if it has a bit rate, and the summary on standard output. The exit status.
     int Run(int signal_fd);
 
   private:
     bool Wait(int signal_fd);
     void ServeBus();
     void Take(const BusEvent& event);
+    void TakeFrame(const BusEvent& event);
     void SendDue();
-    void Log(const can_frame& frame);
+    void Record(const can_frame& frame, Nanos when);
     void ReportNotes();
     void SaveImage();
-    std::optional<Micros> OnceDeadline() const;
+    std::optional<Nanos> OnceDeadline() const;
     void PrintSummary() const;
 
     const Options& options_;
     Bus& bus_;
+    Responder& responder_;
     velmorin::CandumpLog* log_;
-    Device device_;
+    std::optional<BusLoad> load_;
     int updater_node_ = -1;  ///< the node that last sent the device a frame
-    Micros last_heard_ = 0;
-    std::optional<Micros> over_since_;
+    Nanos last_heard_ = 0;
+    std::optional<Nanos> over_since_;
     bool updater_left_ = false;
     bool bus_gone_ = false;
     bool save_failed_ = false;
