@@ -1,6 +1,7 @@
 #include "runner.h"
 
 #include <poll.h>
+#include <sys/time.h>
 
 #include <algorithm>
 #include <array>
@@ -26,10 +27,18 @@ std::optional<Nanos> Earlier(std::optional<Nanos> a, std::optional<Nanos> b) {
     return a && b ? std::min(a, b) : a ? a : b;
 }
 
+/// What the monotonic clock lacks to the time of day. Asked once, so that times in a log keep their
+/// distances.
+Nanos WallClockOffset() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return now.tv_sec * kNanosPerSecond + now.tv_nsec - Now();
+}
+
 }  // namespace
 
 Runner::Runner(const Options& options, Bus& bus, Responder& responder, velmorin::CandumpLog* log)
-    : options_(options), bus_(bus), responder_(responder), log_(log) {
+    : options_(options), bus_(bus), responder_(responder), log_(log), wall_offset_(WallClockOffset()) {
     if (options.bitrate) load_.emplace(*options.bitrate, options.device.address, Now());
 }
 
@@ -117,7 +126,9 @@ void Runner::SendDue() {
 
 void Runner::Record(const can_frame& frame, Nanos when) {
     if (load_) load_->Add(frame, when);
-    if (log_ == nullptr || log_->Write(frame)) return;
+    if (log_ == nullptr) return;
+    const Nanos wall = when + wall_offset_;
+    if (log_->Write(frame, {wall / kNanosPerSecond, wall % kNanosPerSecond / kNanosPerMicro})) return;
     std::fprintf(stderr, "velmorin-sim: --log %s: %s\n", options_.log.c_str(), std::strerror(errno));
 }
 

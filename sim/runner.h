@@ -39,6 +39,7 @@ class Runner {
     Bus& bus_;
     Responder& responder_;
     velmorin::CandumpLog* log_;
+    const Nanos wall_offset_;  ///< from the clock of events to the log's
     std::optional<BusLoad> load_;
     int updater_node_ = -1;  ///< the node that last sent the device a frame
     Nanos last_heard_ = 0;

@@ -41,10 +41,14 @@ CandumpLog::CandumpLog(const std::string& path, std::string interface)
 }
 
 bool CandumpLog::Write(const can_frame& frame) {
-    if (!file_) return true;
     timeval now{};
     gettimeofday(&now, nullptr);
-    if (std::fprintf(file_.get(), "%s\n", CandumpLine(now, interface_, frame).c_str()) >= 0) return true;
+    return Write(frame, now);
+}
+
+bool CandumpLog::Write(const can_frame& frame, timeval when) {
+    if (!file_) return true;
+    if (std::fprintf(file_.get(), "%s\n", CandumpLine(when, interface_, frame).c_str()) >= 0) return true;
     const int fault = errno;
     file_.reset();
     errno = fault;

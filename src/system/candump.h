@@ -23,6 +23,9 @@ class CandumpLog {
     /// for the first line that cannot be written; the rest is then left out, silently.
     [[nodiscard]] bool Write(const can_frame& frame);
 
+    /// The same for a frame of another time.
+    [[nodiscard]] bool Write(const can_frame& frame, timeval when);
+
   private:
     File file_;
     std::string interface_;
