@@ -1,4 +1,4 @@
-// The bench bus and its candump log.
+// The bench bus, and how a bus with a bit rate passes frames.
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -6,19 +6,108 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "benchdir.h"
 #include "bus.h"
-#include "candump.h"
+#include "busload.h"
 #include "fd.h"
-
-using namespace velmorin;
+#include "framebits.h"
+#include "timedbus.h"
 
 namespace sim {
 namespace {
 
 using Ids = std::vector<std::int64_t>;
+
+can_frame Frame(std::uint32_t id, std::uint8_t length = 0) {
+    return {id, {length}, 0, 0, 0, {}};
+}
+
+TEST(SimFrameBits, AreThoseOnTheWire) {
+    // The bits up to the checksum, the checksum, [stuff bits] in both; then 13 of delimiters, acknowledge,
+    // end of frame and intermission.
+    const struct {
+        can_frame frame;
+        int bits;
+    } cases[] = {
+        // 34 zeros, [1] after each five: 34 + 6 + 13
+        {Frame(0), 53},
+        // 00000[1]00000[1]00000[1] 1 00000[1], 61 zeros and then 12 times [1] in 60; 83 + 15 + 16 + 13.
+        // Checksum 001010001011011
+        {Frame(0, 8), 127},
+        // 0001001000111 0 0 1000, remote: 000100100011100 1000 11011111[0]0011010: 34 + 1 + 13
+        {Frame(0x40000123, 8), 48},
+        // 0 11111[0]11111[0]11111[0]11111[0]11111[0]11111[0] 1 00000[1]0, checksum 01110010001000: 54 + 7 +
+        // 13
+        {Frame(0x9FFFFFFF), 74},
+        // 0 100000[1]1111[0]011 1 1 [0]000101011100000[1] 0 00 00[1]00 000[1] 111010111000: 54 + 6 + 13
+        {Frame(0x907B8AE0), 73},
+        // 0 100000[1]1111[0]011 0 1 1 1 1 00000[1] 10001010 0 00 1000 00[1]000001000100000[1]... : 118 + 15 +
+        // 13
+        {{0x9079E08A, {8}, 0, 0, 0, {1, 0x10, 0x20}}, 146},
+    };
+    for (const auto& [frame, bits] : cases) EXPECT_EQ(FrameBits(frame), bits) << std::hex << frame.can_id;
+}
+
+/// Identifiers in the order in which their frames end, asked for long afterwards.
+Ids Order(TimedBus& bus) {
+    Ids order;
+    while (const auto passed = bus.TakeEnded(kNanosPerSecond)) order.push_back(passed->frame.can_id);
+    return order;
+}
+
+TEST(SimTimedBus, TheLowestIdentifierGoesFirstAndANodesFramesInTheirOrder) {
+    TimedBus bus(125000);
+    const Ids order = {0x122, 0x122 | CAN_RTR_FLAG, 0x84880000, 0x84880000 | CAN_RTR_FLAG, 0x848BFFFF, 0x123};
+    for (int node = 6; node > 0; --node)
+        EXPECT_TRUE(
+            bus.Offer(node, Frame(static_cast<canid_t>(order[static_cast<std::size_t>(node) - 1])), 0));
+    EXPECT_TRUE(bus.Offer(6, Frame(1), 0));
+    EXPECT_TRUE(bus.Offer(7, Frame(2), 1)) << "not there when the first one started";
+    EXPECT_EQ(Order(bus), (Ids{0x122, 2, order[1], order[2], order[3], order[4], 0x123, 1}));
+}
+
+TEST(SimTimedBus, ItsTimeIsComputedWheneverItIsAsked) {
+    TimedBus bus(125000);  // 8 us a bit: 50 to the end of a frame, 3 more to the next
+    for (const Nanos since : {1000, 2000, 2'000'000}) EXPECT_TRUE(bus.Offer(1, Frame(0), since));
+    EXPECT_EQ(bus.NextEnd(), 401'000);
+    EXPECT_FALSE(bus.TakeEnded(400'999));
+    EXPECT_EQ(bus.TakeEnded(401'000)->end, 401'000);
+    EXPECT_EQ(bus.TakeEnded(9'000'000)->end, 825'000);
+    EXPECT_EQ(bus.TakeEnded(9'000'000)->end, 2'400'000) << "the bus was idle before it";
+    EXPECT_EQ(bus.NextEnd(), std::nullopt);
+}
+
+TEST(SimTimedBus, ANodeHasRoomForTenFrames) {
+    TimedBus bus(125000);
+    EXPECT_FALSE(bus.Offer(1, Frame(0, 9), 0));
+    EXPECT_FALSE(bus.Offer(1, Frame(CAN_ERR_FLAG), 0));
+    for (int i = 0; i < 10; ++i) EXPECT_TRUE(bus.Offer(1, Frame(0), 0));
+    EXPECT_FALSE(bus.Offer(1, Frame(0), 0));
+    EXPECT_TRUE(bus.Offer(2, Frame(0), 0));
+    bus.TakeEnded(kNanosPerSecond);
+    EXPECT_TRUE(bus.Offer(1, Frame(0), 0));
+}
+
+TEST(SimBusLoad, CountsFromTheFirstGroupStartToTheLastVerdict) {
+    BusLoad load(125000, 0xE0, 0);
+    constexpr Nanos kMs = 1'000'000;
+    load.Add(Frame(0), 1 * kMs);
+    load.Add(Frame(0x907B8AE0), 2 * kMs);                             // before any group start
+    EXPECT_EQ(load.Text(10 * kMs), "bus 125000 bit/s: busy 10.1 %");  // 126 bits of 8 us
+    load.Add(Frame(0x9077E08A), 10 * kMs);                            // 71 bits, 68 of them before
+    load.Add(Frame(0), 11 * kMs);
+    load.Add(Frame(0x9077E08A), 12 * kMs);
+    load.Add(Frame(0x907B8AE0), 13 * kMs);  // 73 bits, 3 of them after
+    load.Add(Frame(0x907B8AE1), 14 * kMs);
+    load.Add(Frame(0), 15 * kMs);
+    // 215 bits and 53 others within 3 ms + 71 bits; 126 + 268 + 71 + 53 bits in all
+    EXPECT_EQ(load.Text(20 * kMs),
+              "bus 125000 bit/s: busy 20.7 %; 60.09 % from the first group start to the "
+              "last verdict, 48.21 % with frames of the job");
+}
 
 class BenchBus : public testing::Test {
   protected:
@@ -33,11 +122,9 @@ class BenchBus : public testing::Test {
     }
     Fd Node() const { return Socket(connect); }
 
-    static can_frame Frame(std::uint32_t id) { return {id, {8}, 0, 0, 0, {}}; }
-
-    static void Put(const Fd& node, std::uint32_t id) {
+    static bool Put(const Fd& node, std::uint32_t id) {
         const can_frame frame = Frame(id);
-        EXPECT_EQ(send(node.get(), &frame, sizeof frame, 0), 16);
+        return send(node.get(), &frame, sizeof frame, 0) == 16;
     }
 
     /// Identifiers of all frames that wait for the node.
@@ -49,20 +136,21 @@ class BenchBus : public testing::Test {
     }
 
     /// Lets the bus do all it has to do: identifiers of the frames it tells of, and -1 for a node that went.
-    static Ids Run(Bus& bus) {
+    Ids Run(Bus& bus) {
         Ids told;
-        for (int idle = 0; idle < 3;) {
+        for (int idle = 0; idle < 3 || bus.NextEnd();) {
             const auto event = bus.Receive();
             idle += !event;
-            if (event)
-                told.push_back(event->kind == BusEvent::kFrame ? event->frame.can_id : Ids::value_type{-1});
+            if (!event) continue;
+            told.push_back(event->kind == BusEvent::kNodeGone ? Ids::value_type{-1} : event->frame.can_id);
+            if (event->kind != BusEvent::kNodeGone) times.push_back(event->when);
         }
         return told;
     }
 
-    std::string OpeningFails(const std::string& where) {
+    std::string Refusal(const std::string& where, std::optional<int> bitrate = {}) {
         try {
-            OpenBench(where, joined);
+            OpenBench(where, bitrate, joined);
         } catch (const BusError& error) {
             return error.what();
         }
@@ -72,110 +160,83 @@ class BenchBus : public testing::Test {
     BenchDir bench;
     const std::string dir = bench.Root().string(), path = dir + "/can0";
     bool joined = false;
+    std::vector<Nanos> times;
 };
 
-TEST_F(BenchBus, PassesEveryFrameToEveryOtherNodeWhileNodesComeAndGo) {
-    const auto bus = OpenBench(dir, joined);
-    EXPECT_FALSE(joined);
+TEST_F(BenchBus, PassesFramesAndNothingElseToEveryOtherNodeWhileNodesComeAndGo) {
+    const auto bus = OpenBench(dir, {}, joined);
     Fd a = Node();
-    const Fd b = Node(), c = Node();
-    Put(a, 1);
-    EXPECT_EQ(Run(*bus), Ids{1});
-    Put(b, 2);
-    EXPECT_EQ(Run(*bus), Ids{2});
-    bus->Send(Frame(3));
-    EXPECT_EQ(Heard(a), (Ids{2, 3}));
-    EXPECT_EQ(Heard(b), (Ids{1, 3}));
-    EXPECT_EQ(Heard(c), (Ids{1, 2, 3}));
-
-    Put(a, 4);
-    EXPECT_EQ(bus->Receive()->frame.can_id, 4U);
-    const Fd late = Node();
-    Put(a, 5);
-    a = Fd();
-    EXPECT_EQ(Run(*bus), (Ids{5, -1})) << "its last frame first";
-    EXPECT_EQ(Heard(late), Ids{5}) << "it was connected when that frame was sent";
-}
-
-TEST_F(BenchBus, DropsWhatIsNotAFrameAndNothingElse) {
-    const auto bus = OpenBench(dir, joined);
-    Fd sender = Node();
-    const Fd other = Node();
+    const Fd b = Node();
     const char bytes[64] = {};
-    EXPECT_EQ(send(sender.get(), bytes, 0, 0), 0);
-    EXPECT_EQ(Run(*bus), Ids{}) << "no end either";
     for (const std::uint32_t length : {0U, 1U, 15U, 17U, 64U, 0U}) {
-        EXPECT_EQ(send(sender.get(), bytes, length, 0), static_cast<ssize_t>(length));
-        Put(sender, length);
+        EXPECT_EQ(send(a.get(), bytes, length, 0), static_cast<ssize_t>(length));
+        Put(a, length);
     }
-    sender = Fd();
-    EXPECT_EQ(Run(*bus), (Ids{0, 1, 15, 17, 64, 0, -1}));
-    EXPECT_EQ(Heard(other), (Ids{0, 1, 15, 17, 64, 0}));
-}
-
-TEST_F(BenchBus, ANodeThatDoesNotReadHoldsUpNobody) {
-    const auto bus = OpenBench(dir, joined);
-    const Fd sender = Node(), reader = Node(), sleeper = Node();
+    EXPECT_EQ(bus->Receive()->frame.can_id, 0U);
+    const Fd late = Node();
+    a = Fd();
+    EXPECT_EQ(Run(*bus), (Ids{1, 15, 17, 64, 0, -1})) << "its last frame first";
+    EXPECT_TRUE(bus->Send(Frame(3), 0));
+    EXPECT_EQ(Heard(b), (Ids{0, 1, 15, 17, 64, 0, 3}));
+    EXPECT_EQ(Heard(late), (Ids{1, 15, 17, 64, 0, 3})) << "it was connected when those were sent";
     for (std::uint32_t i = 0; i < 5000; ++i) {
-        Put(sender, i);
+        Put(b, i);
         Run(*bus);
-        EXPECT_EQ(Heard(reader), Ids{i});
     }
-    const std::size_t kept = Heard(sleeper).size();
-    EXPECT_TRUE(kept > 100 && kept < 5000) << kept;
+    EXPECT_LT(Heard(late).size(), 5000U) << "a node that does not read holds up nobody";
 }
 
-TEST_F(BenchBus, ASecondSimulatorJoinsALivingHub) {
-    auto hub = OpenBench(dir, joined);
-    const auto node = OpenBench(dir, joined);
+TEST_F(BenchBus, WithABitRateHoldsBackWhoWritesTooMuchAndLosesNothing) {
+    const auto bus = OpenBench(dir, 100000, joined);  // 500 to 550 us a frame
+    Fd writer = Node();
+    const Fd reader = Node();
+    const int least = 1;
+    setsockopt(writer.get(), SOL_SOCKET, SO_SNDBUF, &least, sizeof least);
+    Ids all;
+    for (int i = 0; i < 2; ++i) {
+        while (Put(writer, 256 + static_cast<std::uint32_t>(all.size())))
+            all.push_back(256 + std::ssize(all));
+        EXPECT_FALSE(bus->Receive()) << "it reads ahead";
+    }
+    EXPECT_NEAR(static_cast<double>(all.size()), 10, 2);
+    EXPECT_EQ(Heard(reader), Ids{}) << "a frame arrives at its end";
+    writer = Fd();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    all.push_back(-1);  // the node goes after its frames
+    EXPECT_EQ(Run(*bus), all);
+    all.pop_back();
+    EXPECT_EQ(Heard(reader), all);
+    for (std::size_t i = 1; i < times.size(); ++i)
+        EXPECT_LE(times[i] - times[i - 1], 550'000) << "woken late, not idle";
+}
+
+TEST_F(BenchBus, ASecondSimulatorJoinsALivingHubAndReplacesADeadOne) {
+    Socket(bind);
+    auto hub = OpenBench(dir, 1'000'000, joined);
+    EXPECT_FALSE(joined);
+    const auto node = OpenBench(dir, {}, joined);
     EXPECT_TRUE(joined);
-    const Fd other = Node();
-    Put(other, 5);
-    EXPECT_EQ(Run(*hub), Ids{5});
-    EXPECT_EQ(Run(*node), Ids{5});
-    node->Send(Frame(6));
+    EXPECT_TRUE(node->Send(Frame(6), 0));
     EXPECT_EQ(Run(*hub), Ids{6});
-    EXPECT_EQ(Heard(other), Ids{6});
+    EXPECT_FALSE(hub->Send(Frame(7), 0));
+    EXPECT_EQ(Run(*hub), Ids{7});
+    EXPECT_EQ(Run(*node), Ids{7});
+    EXPECT_EQ(Refusal(dir, 50000),
+              "--bitrate 50000: " + path +
+                  " has a bus already; give the bit rate to the simulator that started first");
     hub.reset();
     EXPECT_EQ(node->Receive()->kind, BusEvent::kBusGone);
-}
-
-TEST_F(BenchBus, ADeadHubsSocketIsReplacedAndTheOwnOneRemoved) {
-    Socket(bind);
-    ASSERT_TRUE(std::filesystem::exists(path));
-    OpenBench(dir, joined).reset();
-    EXPECT_FALSE(joined);
     EXPECT_FALSE(std::filesystem::exists(path));
-    auto bus = OpenBench(dir, joined);
+    hub = OpenBench(dir, {}, joined);
     std::filesystem::remove(path);
     std::ofstream(path) << "someone else's by now";
-    bus.reset();
+    hub.reset();
     EXPECT_TRUE(std::filesystem::exists(path));
-}
-
-TEST_F(BenchBus, SaysWhyItCannotBeOpened) {
+    EXPECT_EQ(Refusal(dir), path + ": exists and is not a socket");
     const std::string longest(107 - sizeof "/can0" + 1, 'x');
-    EXPECT_EQ(OpeningFails(longest), "--bench " + longest + ": No such file or directory");
-    EXPECT_EQ(OpeningFails(longest + "x"),
+    EXPECT_EQ(Refusal(longest), "--bench " + longest + ": No such file or directory");
+    EXPECT_EQ(Refusal(longest + "x"),
               longest + "x/can0: too long for a Unix socket (108 characters, at most 107)");
-    bench.Write("can0", "a file");
-    EXPECT_EQ(OpeningFails(dir), path + ": exists and is not a socket");
-}
-
-TEST(SimCandump, WritesEveryKindOfFrame) {
-    const struct {
-        can_frame frame;
-        const char* line;
-    } cases[] = {
-        {{0x80000001, {0}, 0, 0, 0, {}}, "00000001#"},
-        {{0x123, {8}, 0, 0, 0, {0xDE, 0xAD, 0xBE, 0xEF, 1, 2, 3, 4}}, "123#DEADBEEF01020304"},
-        {{0x7, {200}, 0, 0, 0, {}}, "007#0000000000000000"},
-        {{0x40000123, {0}, 0, 0, 0, {}}, "123#R"},
-        {{0xC0000123, {8}, 0, 0, 0, {}}, "00000123#R8"},
-        {{0x20000004, {1}, 0, 0, 0, {0x40}}, "20000004#40"},
-    };
-    for (const auto& [frame, line] : cases)
-        EXPECT_EQ(CandumpLine({12, 345}, "can0", frame), std::string("(0000000012.000345) can0 ") + line);
 }
 
 }  // namespace

@@ -1,130 +1,154 @@
-// The command line, and how a run ends.
-#include <gtest/gtest.h>
-#include <sys/eventfd.h>
-
+// The command line, and the device of a log.
 #include <iterator>
 #include <sstream>
 #include <string>
 #include <tuple>
-#include <utility>
 #include <vector>
 
+#include "answer.h"
 #include "benchdir.h"
-#include "command.h"
-#include "fd.h"
+#include "conversation.h"
 #include "options.h"
-#include "runner.h"
 
 using namespace velmorin;
 
 namespace sim {
 namespace {
 
-/// The exit status, none to go on, and whatever was printed on standard error.
-std::pair<std::optional<int>, std::string> Parse(const std::string& line, Options& options) {
+/// What is printed on standard error; the exit status with it.
+std::string Parse(const std::string& line, Options& options) {
     std::istringstream in("velmorin-sim " + line);
     const std::vector<std::string> words{std::istream_iterator<std::string>(in), {}};
     std::vector<const char*> arguments;
     for (const std::string& word : words) arguments.push_back(word.c_str());
     testing::internal::CaptureStderr();
     const auto status = ParseOptions(static_cast<int>(arguments.size()), arguments.data(), options);
-    return {status, testing::internal::GetCapturedStderr()};
+    return (status ? std::to_string(*status) + " " : "") + testing::internal::GetCapturedStderr();
 }
 
 TEST(SimOptions, ReadsNumbersInTheirBases) {
     Options options;
-    const auto parsed = Parse(
-        "--can c --address 0x1f --base fffffc00 --seed 4294967295 --refuse-start 10 "
-        "--fail-check 0xfe --reject-group 0:1 --reject-group 12:3 --drop 0.5 --delay 250",
-        options);
-    EXPECT_EQ(parsed, std::pair(std::optional<int>(), std::string()));
+    EXPECT_EQ(
+        Parse("--bench b --bitrate 5000 --address 0x1f --base fffffc00 --seed 4294967295 --refuse-start 10 "
+              "--fail-check 0xfe --reject-group 0:1 --reject-group 12:3 --drop 0.5 --delay 250 --take 1",
+              options),
+        "");
     const Settings& device = options.device;
     const Faults& faults = device.faults;
-    EXPECT_EQ(std::tuple(device.address, device.base, device.seed),
-              std::tuple(0x1F, 0xFFFFFC00U, 4294967295U));
-    EXPECT_EQ(std::tuple(faults.refuse_start, faults.fail_check), std::tuple(10, 0xFE));
-    EXPECT_EQ(std::tuple(faults.drop_percent, faults.delay), std::tuple(0.5, 250'000));
-    ASSERT_EQ(faults.reject_groups.size(), 2U);
-    EXPECT_EQ(std::tuple(faults.reject_groups[1].index, faults.reject_groups[1].times), std::tuple(12U, 3));
+    EXPECT_EQ(std::tuple(options.bitrate, device.address, device.base, device.seed),
+              std::tuple(5000, 0x1F, 0xFFFFFC00U, 4294967295U));
+    EXPECT_EQ(std::tuple(faults.refuse_start, faults.fail_check, faults.reject_groups.at(1).index,
+                         faults.reject_groups.at(1).times, faults.drop_percent, faults.delay, faults.take),
+              std::tuple(10, 0xFE, 12U, 3, 0.5, 250'000, 1));
 }
 
 TEST(SimOptions, NamesTheOptionThatIsWrong) {
-    const std::string wrong[] = {
-        "--address 100",      "--address -1",      "--address 0x",     "--plan b",
-        "--base 8g",          "--seed 4294967296", "--drop -1",        "--drop 100.5",
-        "--drop nan",         "--drop 5%",         "--delay 600001",   "--refuse-start 0",
-        "--refuse-start 256", "--fail-check ab",   "--reject-group 1", "--reject-group 1:0",
-        "--erase-fail 1:2:3", "--no-such-option",  "--bench /b"};
+    const std::string wrong[] = {"--address 100",
+                                 "--address -1",
+                                 "--address 0x",
+                                 "--plan b",
+                                 "--base 8g",
+                                 "--drop nan",
+                                 "--seed 4294967296",
+                                 "--drop -1",
+                                 "--drop 100.5",
+                                 "--drop 5%",
+                                 "--delay 600001",
+                                 "--refuse-start 0",
+                                 "--refuse-start 256",
+                                 "--fail-check ab",
+                                 "--reject-group 1",
+                                 "--bitrate 4999",
+                                 "--reject-group 1:0",
+                                 "--erase-fail 1:2:3",
+                                 "--no-such-option",
+                                 "--can c",
+                                 "--bitrate 125k",
+                                 "--bitrate 1000001",
+                                 "--take 0",
+                                 "--save f --answer l",
+                                 "--silent --answer l",
+                                 "--can can0 --bitrate 5000"};
     for (const std::string& each : wrong) {
         Options options;
-        const auto [status, error] = Parse("--can can0 " + each, options);
-        EXPECT_EQ(status, 2) << each;
+        const bool can = each.starts_with("--can can0");
+        const std::string error = Parse((can ? "" : "--bench b ") + each, options);
+        EXPECT_TRUE(error.starts_with("2 velmorin-sim: ")) << error;
         EXPECT_NE(error.find(each.substr(0, each.find(' '))), std::string::npos) << error;
     }
-    Options options;
-    EXPECT_EQ(Parse("", options).first, 2) << "no bus";
 }
 
-/// A bus on which one updater says what the test wrote down, and leaves.
-class ScriptedBus : public Bus {
-  public:
-    explicit ScriptedBus(std::vector<can_frame> script) : script_(std::move(script)) {}
-    int fd() const override { return fd_.get(); }
-    std::optional<BusEvent> Receive() override {
-        if (next_ == script_.size()) return BusEvent{BusEvent::kNodeGone, 1, {}};
-        return BusEvent{BusEvent::kFrame, 1, script_[next_++]};
+/// What is wrong with the log.
+std::string Refusal(const std::string& path, std::optional<std::uint8_t> address) {
+    try {
+        ReadRecording(path, address);
+    } catch (const LogError& error) {
+        return error.what();
     }
-    void Send(const can_frame&) override {}
-
-  private:
-    Fd fd_{eventfd(1, 0)};
-    std::vector<can_frame> script_;
-    std::size_t next_ = 0;
-};
-
-/// The exit status, and whatever was printed.
-std::pair<int, std::string> RunJob(const Options& options, const std::vector<can_frame>& script) {
-    ScriptedBus bus(script);
-    const Fd no_signal(eventfd(0, 0));
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    const int status = Runner(options, bus, nullptr).Run(no_signal.get());
-    return {status, testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr()};
+    return "";
 }
 
-TEST(SimRun, OnceEndsWellOnlyAfterACompleteAndCorrectJob) {
+TEST(SimAnswer, SendsTheRecordedRepliesAfterTheCommandsThatPrecededThem) {
     const BenchDir bench;
-    Options options;
-    options.once = true;
-    options.save = bench.Root() / "image";
-    // Checksums of 1024 bytes 0x11, and of the first two, which the address request names as the size.
-    std::vector<can_frame> whole;
-    for (const char* command : {"70 0110", "72 011020", "74 011020 02", "77 011020 00400008",
-                                "7a 011020 6c918b72", "7c 011020 1d11b078", "7e 011020 aa"})
-        whole.push_back(Command(command));
-    for (int i = 255; i >= 0; --i) whole.insert(whole.begin() + 4, Packet(i, "11111111"));
-    std::vector<can_frame> strange = whole;
-    strange.insert(strange.begin() + 50, Command("79 021020 00 11111111"));
-
-    const auto expect = [&](int status, const std::vector<can_frame>& script, const std::string& text) {
-        const auto [ended, printed] = RunJob(options, script);
-        EXPECT_EQ(ended, status) << text;
-        EXPECT_NE(printed.find(text), std::string::npos) << text << " is not in " << printed;
-    };
-    expect(0, whole,
-           "1 groups, 0 rejected, 0 erase failed; image 2 bytes, checksum 78b0111d; 0 violations; job "
-           "complete\n");
-    EXPECT_EQ(BenchDir::Read(options.save), "\x11\x11");
-    for (const auto& [left_out, text] :
-         {std::pair(100, "1 rejected"), std::pair(261, "no checksum"), std::pair(262, "job aborted\n")}) {
-        std::vector<can_frame> script = whole;
-        script.erase(script.begin() + left_out);
-        expect(1, script, text);
+    Recording recording = ReadRecording(bench.Write("log",
+                                                    "(1.000000) can0 10E08A70#00\n"  // of another
+                                                    "(1.000000) can0 1070E08A#0110070000000000\n"
+                                                    "(1.002000) can0 10718AE0#0110070000000000 R\n"
+                                                    "(2.000000) can0 1070E08A#0110080000000000\n"  // silence
+                                                    "(2.500000) can0 1072E08A#0110200000000000\n"
+                                                    "(3.000000) can0 1072E08A#0110200000000000\n"
+                                                    "(3.001000) can0 10738AE0#0110200000000000\n"
+                                                    "(3.001500) can0 123#R8\nrubbish\n"
+                                                    "(3.002000) can0 1074E08A#0110200000000000\n"
+                                                    "(3.003000) can0 10758AE0#0110200000400008 T\r\n"
+                                                    "(3.102000) can0 10768AE0#0110200000400008\n"
+                                                    "(4.002000) can0 1079E08A#0110200011111111\n"
+                                                    "(5.000000) can0 107AE08A#0110205555555500\n"
+                                                    "(5.004000) can0 107B8AE0#0110205500400008\n"
+                                                    "(6.000000) can0 107CE08A#01102066666666"),
+                                        {});
+    EXPECT_EQ(std::tuple(recording.address, recording.skipped_lines), std::tuple(0xE0, 1U));
+    Answer answer(std::move(recording));
+    for (int updater = 0; updater < 2; ++updater) {
+        Play(
+            answer,
+            "70 01100000 > -\n+2 > 71 0110\n72 011020 > -\n+999 > -\n72 011020 > -\n+1 > 73 011020\n"
+            "72 011020 > -\n+99 > -\n74 011020\n+1 > 75 0110200000400008\n+98 > -\n+1 > 76 0110200000400008\n"
+            "70 01100100 > -\n+9 > -\n70 01100200 > -\n+9 > -\npackets 0 255 11111111\n+9 > -\n"
+            "7e 011020 aa > -\n7a 011020 55555556\n+3 > -\n+1 > 7b 0110205500400008");
+        EXPECT_TRUE(answer.IsRight());
+        EXPECT_EQ(answer.TakeNotes(),
+                  (std::vector<std::string>{
+                      "107EE08A#011020AA00000000: the log has no such command from here on, not answered",
+                      "107AE08A#0110205555555600 where the log has 107AE08A#0110205555555500"}));
+        answer.UpdaterGone();
+        EXPECT_TRUE(answer.IsOver());
     }
-    expect(1, strange, "1 violations; job complete");
-    expect(1, strange, "command 79 with other address bytes");
-    options.save = bench.Root() / "none/image";
-    expect(1, whole, "--save " + options.save + ": No such file or directory");
+    Play(answer, "74 011020\n+999 > 75 0110200000400008, 76 0110200000400008");
+    EXPECT_FALSE(answer.IsRight()) << "it moved on to that command";
+}
+
+TEST(SimAnswer, RefusesALogThatCannotBePlayed) {
+    const BenchDir bench;
+    const std::string question = "(1.0) can0 1072E08A#0110200000000000\n",
+                      reply = "(1.0) can0 10738AE0#01102000\n", other = "(1.0) can0 10738AE1#01102000\n";
+    const struct {
+        std::string log;
+        std::optional<std::uint8_t> address;
+        std::string refusal;
+    } cases[] = {
+        {"\x7f\x45LF\n(1.0) can0 12#00\n", {}, ": holds no frames in the format of candump -l"},
+        {question, {}, ": no device answers in it"},
+        {reply + other, {}, ": several devices answer in it; choose one by --address: E0 E1"},
+        {reply + other, 0xE1, ""},
+        {reply, 0xE1, ": no reply of device E1 in it"},
+    };
+    for (const auto& [log, address, refusal] : cases) {
+        const std::string path = bench.Write("log", log);
+        EXPECT_EQ(Refusal(path, address), refusal.empty() ? "" : "--answer " + path + refusal);
+    }
+    EXPECT_NE(Refusal(bench.Root() / "none", {}), "");
+    EXPECT_NE(Refusal(bench.Root(), {}), "");
 }
 
 }  // namespace
