@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <filesystem>
 #include <set>
 
 #include "arguments.h"
@@ -36,8 +37,7 @@ void AddBusOptions(CLI::App& app, Options& options) {
         ->type_name("IFACE")
         ->group("Bus, one of");
     AddNumber(&app, "--bitrate", {10, kMinBitrate, kMaxBitrate}, &options.bitrate,
-              "pass frames as a bus at N bit/s does (--bench only)")
-        ->group("Bus, one of");
+              "pass frames as a bus at N bit/s does (--bench only)");
 }
 
 void AddDeviceOptions(CLI::App& app, Options& options) {
@@ -128,6 +128,9 @@ void CheckTogether(const CLI::App& app, const Options& options) {
         throw CLI::ValidationError(
             "--bitrate", "--can " + options.can + " has a bit rate of its own; only a bench bus takes one");
     if (options.answer.empty()) return;
+    std::error_code missing;
+    if (std::filesystem::equivalent(options.answer, options.log, missing))
+        throw CLI::ValidationError("--log", options.log + " is the log of --answer; choose another file");
     const std::set<std::string> allowed = {"--bench", "--can",  "--bitrate", "--address",
                                            "--log",   "--once", "--answer"};
     for (const CLI::Option* const given : app.parse_order())
