@@ -187,7 +187,7 @@ TEST_F(BenchBus, PassesFramesAndNothingElseToEveryOtherNodeWhileNodesComeAndGo) 
 }
 
 TEST_F(BenchBus, WithABitRateHoldsBackWhoWritesTooMuchAndLosesNothing) {
-    const auto bus = OpenBench(dir, 100000, joined);  // 500 to 550 us a frame
+    const auto bus = OpenBench(dir, 5000, joined);  // 10 to 11 ms a frame
     Fd writer = Node();
     const Fd reader = Node();
     const int least = 1;
@@ -196,18 +196,18 @@ TEST_F(BenchBus, WithABitRateHoldsBackWhoWritesTooMuchAndLosesNothing) {
     for (int i = 0; i < 2; ++i) {
         while (Put(writer, 256 + static_cast<std::uint32_t>(all.size())))
             all.push_back(256 + std::ssize(all));
-        EXPECT_FALSE(bus->Receive()) << "it reads ahead";
+        EXPECT_FALSE(bus->Receive()) << "a frame has ended at once, or this machine stood still";
     }
     EXPECT_NEAR(static_cast<double>(all.size()), 10, 2);
     EXPECT_EQ(Heard(reader), Ids{}) << "a frame arrives at its end";
     writer = Fd();
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    std::this_thread::sleep_for(std::chrono::milliseconds(60));
     all.push_back(-1);  // the node goes after its frames
     EXPECT_EQ(Run(*bus), all);
     all.pop_back();
     EXPECT_EQ(Heard(reader), all);
     for (std::size_t i = 1; i < times.size(); ++i)
-        EXPECT_LE(times[i] - times[i - 1], 550'000) << "woken late, not idle";
+        EXPECT_LE(times[i] - times[i - 1], 11'000'000) << "woken late, not idle";
 }
 
 TEST_F(BenchBus, ASecondSimulatorJoinsALivingHubAndReplacesADeadOne) {
