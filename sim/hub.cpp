@@ -96,7 +96,10 @@ Hub::~Hub() {
 }
 
 std::optional<Nanos> Hub::NextEnd() const {
-    return timed_ ? timed_->NextEnd() : std::nullopt;
+    if (!timed_) return std::nullopt;
+    for (const int node : leaving_)
+        if (timed_->Waiting(node) == 0) return 0;  // to be told at once
+    return timed_->NextEnd();
 }
 
 std::optional<BusEvent> Hub::Receive() {

@@ -8,8 +8,8 @@
 #include <set>
 #include <string>
 
-#include "bus.h"
 #include "fd.h"
+#include "simbus.h"
 #include "timedbus.h"
 
 namespace sim {

@@ -10,13 +10,13 @@
 #include <optional>
 
 #include "answer.h"
-#include "bus.h"
 #include "candump.h"
 #include "device.h"
 #include "fd.h"
 #include "options.h"
 #include "process.h"
 #include "runner.h"
+#include "simbus.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "bus.h"
 #include "fd.h"
+#include "simbus.h"
 
 namespace sim {
 

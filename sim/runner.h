@@ -3,11 +3,11 @@
 
 #include <optional>
 
-#include "bus.h"
 #include "busload.h"
 #include "candump.h"
 #include "options.h"
 #include "responder.h"
+#include "simbus.h"
 
 namespace sim {
 

@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "benchdir.h"
-#include "bus.h"
 #include "busload.h"
 #include "fd.h"
 #include "framebits.h"
+#include "simbus.h"
 #include "timedbus.h"
 
 namespace sim {
