@@ -6,13 +6,11 @@
 #include <utility>
 
 #include "CStringList.h"
+#include "file.h"
+
+using velmorin::File;
 
 namespace {
-
-struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
 
 bool EndsLine(char c) {
     return c == '\n' || c == '\r' || c == '\0';
