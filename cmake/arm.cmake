@@ -15,7 +15,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(CMAKE_FIND_LIBRARY_SUFFIXES .a)
 
-# Flash is small there, so sections that nothing refers to go. The
-# notes that psabi would print are about compilers older than the controller's software.
-set(CMAKE_CXX_FLAGS_INIT "-ffunction-sections -fdata-sections -Wno-psabi")
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-s -Wl,--gc-sections -static")
+# The notes that psabi would print are about compilers older than the controller's software.
+set(CMAKE_CXX_FLAGS_INIT "-Wno-psabi")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-s -static")

@@ -8,6 +8,7 @@
 
 #include "arguments.h"
 #include "commands.h"
+#include "dbc.h"
 #include "listing.h"
 #include "platform.h"
 #include "process.h"
@@ -66,6 +67,11 @@ void AddCommands(CLI::App* app, CommandLine* line) {
 
     CLI::App* clean = app->add_subcommand("clean", "empty what is staged; the jobs stay");
     clean->callback([line] { line->command = Clean; });
+
+    CLI::App* dbc = app->add_subcommand("dbc", "print the protocol's frames as a DBC database");
+    AddNumber(dbc, "--charge", kHexByte, &line->target.charge, "address of the device on the bus")
+        ->required();
+    dbc->callback([line] { line->command = [line] { return PrintDbc(line->target.charge); }; });
 }
 
 }  // namespace

@@ -1,52 +1,61 @@
-"""A recorded job reads as names and values through docs/velmorin.dbc:  decode_job.py SOURCE VELMORIN VELMORIN-SIM"""
+"""Recorded jobs read as names and values through the frames' database:
+
+    decode_job.py VELMORIN VELMORINCTL VELMORIN-SIM
+
+One of device e0, and three of device f3 that are staged, whose last packets carry one, two and three image bytes.
+"""
 import os
-import re
 import subprocess
 import sys
 import tempfile
 import zlib
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 try:
+    import can
     import canmatrix.formats
-except ImportError:
-    print("no python3-canmatrix on this machine")
+except ImportError as missing:
+    print(f"not on this machine: {missing.name}")
     sys.exit(1 if os.environ.get("CI") == "true" else 77)
 
-IMAGE = bytes(i * i // 3 & 0xFF for i in range(1000))
+VELMORIN, VELMORINCTL, VELMORIN_SIM = sys.argv[1:]
+JOBS = [("e0", 1000), ("f3", 5), ("f3", 6), ("f3", 7)]
 BASE = 0x08004000
 
 
-def record_job(folder, velmorin, sim):
+def record_job(folder, charge, image):
     (folder / "mnt/nandflash/app").mkdir(parents=True)
-    (folder / "image").write_bytes(IMAGE)
-    device = subprocess.Popen([sim, "--bench", folder, "--once", "--log", folder / "log"], stdout=subprocess.PIPE)
+    (folder / "image").write_bytes(image)
+    addresses = ["--charge", charge, "--device", "55", "--update", "02", "--port", "1"]
+    staged = [[VELMORINCTL, "stage", folder / "image", *addresses], [VELMORINCTL, "download"]]
+    commands = [[VELMORIN, folder / "image", charge, "55", "02"]] if charge == "e0" else staged
+    device = subprocess.Popen([VELMORIN_SIM, "--bench", folder, "--address", charge, "--once", "--log", folder / "log"],
+                              stdout=subprocess.PIPE)
     try:
         device.stdout.readline()  # it is ready
-        subprocess.run([velmorin, folder / "image", "e0", "55", "02"], env={**os.environ, "VELMORIN_BENCH": str(folder)},
-                       stdout=subprocess.DEVNULL, check=True, timeout=90)
+        for command in commands:
+            subprocess.run(command, env={**os.environ, "VELMORIN_BENCH": str(folder)}, stdout=subprocess.DEVNULL,
+                           check=True, timeout=90)
         if device.wait(20) != 0:
             sys.exit("velmorin-sim found the job incomplete")
     finally:
         device.kill()
-    return (folder / "log").read_text().splitlines()
+    return list(can.CanutilsLogReader(folder / "log"))
 
 
-def decode(database, line):
-    match = re.fullmatch(r"\(\d+\.\d{6}\) can0 ([0-9A-F]{8})#([0-9A-F]{16})", line)
-    if not match:
-        sys.exit(f"not a line of a candump log: {line}")
-    identifier, data = canmatrix.ArbitrationId(int(match[1], 16), extended=True), bytes.fromhex(match[2])
-    frame = database.frame_by_id(identifier)
+def decode(database, message):
+    frame = database.frame_by_id(canmatrix.ArbitrationId(message.arbitration_id, extended=message.is_extended_id))
     if frame is None:
-        sys.exit(f"not in the database: {line}")
-    return frame.name, {name: signal.raw_value for name, signal in frame.decode(data).items()}
+        sys.exit(f"not in the database: {message}")
+    values = frame.decode(bytes(message.data).ljust(8, b"\0"))
+    return frame.name, {name: value.raw_value for name, value in values.items()
+                        if value.signal.start_bit < 8 * message.dlc}
 
 
-def expected_frames():
-    """Heartbeats aside."""
+def expected_frames(image, sent):
+    """Heartbeats aside, for a group of which `sent` is on the bus."""
     job = {"Port": 1, "DeviceType": 0x55, "UpdateAddress": 2}
-    padded = IMAGE.ljust(1024, b"\xff")
     yield "StartDownload", {**job, "FuncIndex": 0}
     yield "StartDownloadReply", {**job, "Status": 0, "Plan": 0}
     yield "AddressRequest", {**job, "ImageSize": 0}
@@ -54,32 +63,32 @@ def expected_frames():
     yield "GoAhead", {**job, "Value": BASE}
     yield "GroupStart", {**job, "GroupAddress": BASE}
     yield "GroupStartReply", {**job, "GroupAddress": BASE}
-    for i in range(256):
-        yield "Data", {**job, "Packet": i, "ImageBytes": int.from_bytes(padded[4 * i:4 * i + 4], "little")}
-    yield "GroupEnd", {**job, "Checksum": zlib.crc32(padded)}
+    for i in range(0, len(sent), 4):
+        yield "Data", {**job, "Packet": i // 4, **{f"Image{k}": byte for k, byte in enumerate(sent[i:i + 4])}}
+    yield "GroupEnd", {**job, "Checksum": zlib.crc32(sent)}
     yield "GroupEndReply", {**job, "Verdict": 170, "NextAddress": BASE + 1024}
-    yield "ProgramCheck", {**job, "Checksum": zlib.crc32(IMAGE)}
+    yield "ProgramCheck", {**job, "Checksum": zlib.crc32(image)}
     yield "ProgramCheckReply", {**job, "Status": 0}
     yield "Reset", {**job, "Key": 170}
     yield "ResetReply", {**job, "Status": 170}
 
 
-def main():
-    source, velmorin, sim = sys.argv[1:]
-    (database,) = canmatrix.formats.loadp(str(Path(source) / "docs/velmorin.dbc")).values()
-    with tempfile.TemporaryDirectory(dir="/tmp") as folder:
-        frames = [decode(database, line) for line in record_job(Path(folder), velmorin, sim)]
+def check_job(folder, charge, size):
+    image = bytes(i * i // 3 & 0xFF for i in range(size))
+    dbc = subprocess.run([VELMORINCTL, "dbc", "--charge", charge], capture_output=True, check=True).stdout
+    (database,) = canmatrix.formats.loads(dbc, "dbc").values()
+    frames = [decode(database, message) for message in record_job(folder, charge, image)]
     beats = [frame for frame in frames if frame[0].startswith("Heartbeat")]
     wanted = [(name, {"Port": 1, "DeviceType": 0x55, "Sequence": number})
               for number in range(len(beats) // 2) for name in ("Heartbeat", "HeartbeatReply")]
     if len(beats) < 8 or beats != wanted:
         sys.exit(f"heartbeats: {beats}")
     others = [frame for frame in frames if frame not in beats]
-    for got, want in zip(others, expected_frames()):
-        if got != want:
-            sys.exit(f"{got}, expected {want}")
-    if len(others) != 269:
-        sys.exit(f"{len(others)} frames beside heartbeats")
+    wanted = list(expected_frames(image, image.ljust(1024, b"\xff") if charge == "e0" else image))
+    if others != wanted:
+        sys.exit(f"{charge}, {size} bytes: {[pair for pair in zip(others, wanted) if pair[0] != pair[1]][:3]}, "
+                 f"{len(others)} frames of {len(wanted)}")
 
 
-main()
+with tempfile.TemporaryDirectory(dir="/tmp") as parent, ThreadPoolExecutor(len(JOBS)) as pool:
+    list(pool.map(lambda job: check_job(Path(parent) / f"{job[0]}-{job[1]}", *job), JOBS))
