@@ -5,7 +5,7 @@ DESTDIR ?=
 JOBS ?= $(shell nproc)
 export JOBS
 
-.PHONY: help build demo test arm install deb lint sanitize clang perf fuzz coverage valgrind clean
+.PHONY: help build demo check test arm install deb lint sanitize clang perf fuzz coverage valgrind clean
 
 help: ## this list
 	@sed -n 's/^\([a-z]*\):.*## \(.*\)/  make \1\t\2/p' Makefile | expand -t 20
@@ -19,10 +19,15 @@ demo: ## update a simulated device on a bench and compare what arrived
 	@scripts/build release velmorin velmorin-sim velmorinctl
 	@scripts/demo build/release
 
+check: ## the quick loop: build and run the tests in memory
+	@scripts/setup build test
+	@scripts/build release unit_tests
+	@scripts/run-tests build/release -L unit
+
 test: ## everything that proves the program; what CI runs
-	@scripts/setup build test kernel arm package docs
+	@scripts/setup build test
+	@scripts/setup --if-possible kernel arm package docs html storage
 	@scripts/build release
-	@scripts/arm
 	@scripts/run-tests build/release
 
 arm: ## static programs for an ARM controller, in build/arm
@@ -39,11 +44,12 @@ deb: ## Debian packages for this machine and for armhf
 	@scripts/deb
 
 lint: ## formatter, clang-tidy and cppcheck, without findings
-	@scripts/setup build test lint
+	@scripts/setup build test perf lint
 	@scripts/lint
 
 sanitize: ## the tests with the address and undefined-behaviour sanitizers
-	@scripts/setup build test docs
+	@scripts/setup build test
+	@scripts/setup --if-possible docs html storage
 	@scripts/build sanitize
 	@scripts/run-tests build/sanitize
 
@@ -52,7 +58,7 @@ clang: ## a build with clang, warnings as errors
 	@scripts/build clang
 
 perf: ## the benchmarks, as a table
-	@scripts/setup build test
+	@scripts/setup build test perf
 	@scripts/build release
 	@scripts/perf build/release
 
