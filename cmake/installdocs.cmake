@@ -23,19 +23,26 @@ foreach(page velmorin.1 velmorin-sim.1 velmorinctl.1 update.conf.5)
 endforeach()
 
 read_text(text CHANGELOG.md)
-if(NOT text MATCHES "\n## ([0-9.]+) - ([-0-9]+)\n" OR NOT CMAKE_MATCH_1 STREQUAL version)
+install_text(${doc} changelog "${text}")
+string(REGEX MATCHALL "\n## [0-9.]+ - [-0-9]+" releases "${text}")
+if(NOT releases MATCHES "^\n## ${version} - ")
     message(FATAL_ERROR "CHANGELOG.md does not begin with ${version} and its day")
 endif()
-execute_process(COMMAND date -u -R -d ${CMAKE_MATCH_2} OUTPUT_VARIABLE day OUTPUT_STRIP_TRAILING_WHITESPACE
-    COMMAND_ERROR_IS_FATAL ANY)
-install_text(${doc} changelog "${text}")
-install_text(${doc} changelog.Debian
-"velmorin (${version}-1) unstable; urgency=medium
+foreach(release ${releases})
+    string(REGEX MATCH "## (.*) - (.*)" release "${release}")
+    set(number ${CMAKE_MATCH_1})
+    execute_process(COMMAND date -u -R -d ${CMAKE_MATCH_2} OUTPUT_VARIABLE day OUTPUT_STRIP_TRAILING_WHITESPACE
+        COMMAND_ERROR_IS_FATAL ANY)
+    string(APPEND debian_changelog
+"velmorin (${number}-1) unstable; urgency=medium
 
-  * Version ${version}; changelog.gz tells what is new in it.
+  * Version ${number}: changelog.gz tells what is new in it.
 
  -- the velmorin authors <maintainers@velmorin.invalid>  ${day}
+
 ")
+endforeach()
+install_text(${doc} changelog.Debian "${debian_changelog}")
 
 read_text(text LICENSE)
 string(REGEX REPLACE "^MIT License\n\n(Copyright [^\n]*)\n\n" "" text "${text}")
