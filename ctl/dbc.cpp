@@ -7,6 +7,8 @@
 #include "protocol.h"
 #include "report.h"
 
+using namespace velmorin;
+
 namespace {
 
 /// docs/velmorin.dbc, which is made for this charge address.
@@ -18,8 +20,8 @@ constexpr unsigned int kItsAddress = 0xE0;
 /// An identifier holds the device's address as its source, or as its destination when the updater is the
 /// source.
 std::string ForDevice(const std::string& identifier, unsigned int charge_address) {
-    const unsigned long value = std::stoul(identifier);
-    const int shift = (value & 0xFF) == kUpdaterAddress ? kDestinationShift : 0;
+    const auto value = static_cast<unsigned int>(std::stoul(identifier));
+    const int shift = SourceOf(value) == kUpdaterAddress ? kDestinationShift : 0;
     return std::to_string(value ^ (kItsAddress ^ charge_address) << shift);
 }
 

@@ -19,7 +19,7 @@ def compare(what, program, document):
 
 
 def frames_of_program():
-    return {(name, int(pf, 16)) for name, pf in re.findall(r"kPf(\w+) = 0x(\w+)", read("src/terms/protocol.h"))}
+    return {(name, int(pf, 16)) for name, pf in re.findall(r"kPf(\w+) = 0x(\w+)", read("src/protocol/protocol.h"))}
 
 
 def frames_of_tables():
@@ -41,8 +41,8 @@ def frames_of_dbc():
 
 
 def results_of_program():
-    codes = dict(re.findall(r"(kResult\w+) = (-?\d+)", read("src/terms/protocol.h")))
-    texts = re.findall(r'case (kResult\w+):\s*return "([^"]+)"', read("src/terms/result.cpp"))
+    codes = dict(re.findall(r"(kResult\w+) = (-?\d+)", read("src/protocol/protocol.h")))
+    texts = re.findall(r'case (kResult\w+):\s*return "([^"]+)"', read("src/protocol/protocol.cpp"))
     return {(int(codes[name]), text) for name, text in texts}
 
 
