@@ -37,7 +37,7 @@ _velmorin_option() {
 _velmorin_options() { _velmorin_words "$(grep -oE -- '(^|[ ,])--[a-z][-a-z]*' <<<"$help" | tr -d ' ,')"; }
 
 _velmorinctl() {
-    local program=$1 cur=$2 prev=$3 help command= word
+    local program=$1 cur=$2 prev=$3 help command='' word
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         [[ $word == -* ]] || { command=$word; break; }
     done
