@@ -12,8 +12,7 @@ inline std::vector<std::string> SqlRows(const std::string& file, const std::stri
     std::vector<std::string> rows;
     const auto collect = [](void* to, int count, char** cells, char**) {
         std::string row;
-        for (int i = 0; i < count; ++i)
-            row.append(i == 0 ? "" : "|").append(cells[i] ? cells[i] : "NULL");
+        for (int i = 0; i < count; ++i) row.append(i == 0 ? "" : "|").append(cells[i] ? cells[i] : "NULL");
         static_cast<std::vector<std::string>*>(to)->push_back(row);
         return 0;
     };
