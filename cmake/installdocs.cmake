@@ -51,6 +51,8 @@ string(REGEX REPLACE "\n\n" "\n.\n" text "${text}")
 string(REGEX REPLACE "\n(.)" "\n \\1" text "${text}")
 install_text(${doc} copyright
 "Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/
+Comment: The static programs of the armhf package contain parts of the GNU C library (LGPL-2.1+), the GNU C++ library
+ (GPL-3+ with the runtime library exception), libsocketcan (LGPL-2.1+), SQLite (public domain) and zlib (Zlib).
 
 Files: *
 Copyright: ${holders}
