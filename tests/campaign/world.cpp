@@ -51,6 +51,7 @@ Outcome World::Run() {
     session_.LoadData(bench_.Write(job_.name, image_).c_str());
     SessionWatch watch(session_);
     while (session_.m_finished != 1 && passes < kMaxPasses && fault.empty()) RunPass(watch);
+    CompareExplained();
     if (session_.m_finished != 1) session_.m_errorcode = kResultInterrupted;
     session_.CacheClean();
     session_.UpdateRecord();
@@ -62,11 +63,30 @@ void World::RunPass(SessionWatch& watch) {
     fault = watch.Pass(session_);
     now_ms_ += fakewait::WaitedMs() - before;
     fakeclock::Set(fakeclock::Now() + (fakewait::WaitedMs() - before) * 1000);
+    Record(now_ms_ - (fakewait::WaitedMs() - before));
     ++passes;
     if (!TheBus().offered.empty()) last_sign_ = passes;
     Disturb();
     CarryOut();
     CarryIn();
+}
+
+/// A pass reads at its beginning, and writes before its last ten milliseconds.
+void World::Record(std::int64_t from_ms) {
+    if (TheBus().taken) log_.Take({from_ms * 1000, "can0", *TheBus().taken});
+    for (const can_frame& frame : TheBus().written) log_.Take({(now_ms_ - kPassMs) * 1000, "can0", frame});
+}
+
+/// What explains logs must come to the session's own result, from the frames alone; to none for a job that is
+/// still going on.
+void World::CompareExplained() {
+    const std::vector<velmorin::Update> updates = log_.Finish(now_ms_ * 1000);
+    const std::optional<int> explained = updates.empty() ? std::nullopt : updates.back().result;
+    const std::optional<int> result =
+        session_.m_finished == 1 ? std::optional(session_.m_errorcode) : std::nullopt;
+    if (explained == result || !fault.empty()) return;
+    const auto text = [](std::optional<int> code) { return code ? std::to_string(*code) : "none"; };
+    fault = "result " + text(result) + " explained as " + text(explained);
 }
 
 bool World::IsDeaf() const {

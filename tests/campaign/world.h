@@ -7,6 +7,7 @@
 #include <string>
 
 #include "benchdir.h"
+#include "buslog.h"
 #include "canframe.h"
 #include "device.h"
 #include "faultyline.h"
@@ -67,6 +68,8 @@ class World {
 
   private:
     void RunPass(SessionWatch& watch);
+    void Record(std::int64_t from_ms);
+    void CompareExplained();
     void CarryOut();
     void CarryIn();
     void Disturb();
@@ -94,4 +97,5 @@ class World {
     FaultyLine out_;
     FaultyLine in_;
     canframe session_;
+    velmorin::BusLog log_;  // of what the session read and wrote
 };
