@@ -9,6 +9,7 @@
 #include "arguments.h"
 #include "commands.h"
 #include "dbc.h"
+#include "explain.h"
 #include "listing.h"
 #include "platform.h"
 #include "process.h"
@@ -28,6 +29,7 @@ struct CommandLine {
     Target target;
     std::string file;
     int timestamp = 0;
+    ExplainRequest explain;
     std::function<int()> command;
 };
 
@@ -43,12 +45,36 @@ void AddStage(CLI::App* app, CommandLine* line) {
     stage->callback([line] { line->command = [line] { return Stage(line->image, line->target); }; });
 }
 
+int ExplainLog(const ExplainRequest& request) {
+    constexpr int kStatus[] = {0, kExitUsage, kExitUnreadable, kExitFailure};  // by ExplainEnd
+    const ExplainOutcome outcome = Explain(request);
+    std::fwrite(outcome.output.data(), 1, outcome.output.size(), stdout);
+    if (!outcome.why.empty()) Fail(outcome.what, outcome.why);
+    const int printed = FinishOutput();
+    return outcome.why.empty() ? printed : kStatus[static_cast<int>(outcome.end)];
+}
+
+void AddExplain(CLI::App* app, CommandLine* line) {
+    CLI::App* explain =
+        app->add_subcommand("explain", "say what a candump log shows of updates, and why they failed");
+    ExplainRequest* request = &line->explain;
+    explain->add_option("LOG", request->log, "the log, gzip'ed or not; - for standard input")
+        ->required()
+        ->type_name("");
+    AddNumber(explain, "--charge", kHexByte, &request->charge,
+              "only the updates of the device at this address");
+    explain->add_flag("--json", request->as_json, "as one JSON document");
+    explain->add_option("--html", request->html, "write it as a page, too")->type_name("FILE");
+    explain->callback([line, request] { line->command = [request] { return ExplainLog(*request); }; });
+}
+
 void AddCommands(CLI::App* app, CommandLine* line) {
     CLI::App* jobs = app->add_subcommand("jobs", "list every job with its result");
     jobs->add_flag("--json", line->as_json, "as one JSON array");
     jobs->callback([line] { line->command = [line] { return PrintJobs(line->as_json); }; });
 
     AddStage(app, line);
+    AddExplain(app, line);
 
     CLI::App* download =
         app->add_subcommand("download", "download the open staged job and record its result");

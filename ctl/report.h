@@ -3,8 +3,9 @@
 
 #include <string>
 
-constexpr int kExitFailure = 1;  ///< exit status of a command that did not do its work
-constexpr int kExitUsage = 2;    ///< exit status of a command line that cannot be carried out
+constexpr int kExitFailure = 1;     ///< exit status of a command that did not do its work
+constexpr int kExitUsage = 2;       ///< exit status of a command line that cannot be carried out
+constexpr int kExitUnreadable = 3;  ///< exit status when the file that a command works on cannot be read
 
 /// Prints "velmorinctl: what: why" and returns kExitFailure.
 int Fail(const std::string& what, const std::string& why);
