@@ -186,9 +186,7 @@ void Follower::StartDue(Micros at) {
     GroupFacts& group = Group(index);
     start_due_ = at + kResend;
     if (StartsOf(index) >= kMaxGroupStarts) {
-        // Of starts that are not in the log none may have been: the link may have been lost meanwhile.
-        if (group.starts > 0 || LinkHeldSince(replied_at_, at))
-            EndWith(kResultGroupRejected, at, update_.device_status);
+        if (LinkHeldSince(replied_at_, at)) EndWith(kResultGroupRejected, at, update_.device_status);
         return;
     }
     ++group.owed;

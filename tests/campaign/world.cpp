@@ -78,10 +78,11 @@ void World::Record(std::int64_t from_ms) {
 }
 
 /// What explains logs must come to the session's own result, from the frames alone; to none for a job that is
-/// still going on.
+/// still going on. Of a session none of whose frames went out there is nothing to explain.
 void World::CompareExplained() {
     const std::vector<velmorin::Update> updates = log_.Finish(now_ms_ * 1000);
-    const std::optional<int> explained = updates.empty() ? std::nullopt : updates.back().result;
+    if (updates.empty() || updates.back().commands == 0) return;
+    const std::optional<int> explained = updates.back().result;
     const std::optional<int> result =
         session_.m_finished == 1 ? std::optional(session_.m_errorcode) : std::nullopt;
     if (explained == result || !fault.empty()) return;
