@@ -66,7 +66,7 @@ class Doctor {
     }
 
     void Ends() {
-        if (EndedWith(kResultSuccess) && u_.forged_resets.count == 0)
+        if (EndedWith(kResultSuccess) && !u_.forged_end)
             Add("success", "The device confirmed every group and the image, and answered the reset.", AtEnd(),
                 true);
         if (EndedWith(kResultRefused))
@@ -89,14 +89,14 @@ class Doctor {
                 AtEnd(), true);
         if (u_.forged_resets.count > 0)
             Add("forged-reset",
-                EndedWith(kResultSuccess)
+                u_.forged_end
                     ? "A reset reply came that no reset had asked for, and the updater took it for success: "
                       "the device does "
                       "not hold the image. Look for another node that sends such frames, and update again."
                     : "A reset reply came that no reset had asked for; velmorin would have ended with "
                       "success. Look for "
                       "another node that sends such frames.",
-                u_.forged_resets, EndedWith(kResultSuccess));
+                u_.forged_resets, u_.forged_end);
     }
 
     void Silence() {

@@ -114,9 +114,9 @@ void Follower::LoseLink() {
     update_.AddMark(at, Mark::kLinkLost);
 }
 
-void Follower::EndWith(int code, Micros at, int status) {
+void Follower::EndWith(int code, Micros at, int status, bool forged) {
     over_ = true;
-    end_ = {code, at, status};
+    end_ = {code, at, status, forged};
     closing_read_ = false;
     commands_after_end_ = 0;
 }
@@ -206,6 +206,7 @@ void Follower::Judge(Micros end, bool ran, bool replaced) {
         update_.result = end_.code;
         update_.ended = end_.at;
         update_.device_status = end_.status;
+        update_.forged_end = end_.forged;
         return;
     }
     const Micros limit = step_ == kStepIdle ? kIdleLimit : kQuietLimit;

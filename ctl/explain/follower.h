@@ -33,6 +33,7 @@ class Follower {
         int code;
         Micros at;
         int status;
+        bool forged;  ///< by a reset reply that no reset had asked for
     };
 
     // follower.cpp: time, the end, exchanges
@@ -41,7 +42,7 @@ class Follower {
     void CountPasses(Micros time);
     bool LinkHeldSince(Micros from, Micros to) const;
     void Spend(Micros at);
-    void EndWith(int code, Micros at, int status);
+    void EndWith(int code, Micros at, int status, bool forged = false);
     void NoteCommandAfterEnd(bool is_heartbeat, Micros at);
     void Sent(ExchangeKind kind, Micros at, bool again);
     void Answered(ExchangeKind kind, Micros at);

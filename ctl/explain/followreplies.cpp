@@ -110,10 +110,12 @@ void Follower::Dispatch(std::uint8_t pf, const std::uint8_t* data, Micros at, bo
             step_ = kStepReset;
             if (data[kAtStatus] != kAccepted) EndWith(kResultProgramCheck, at, data[kAtStatus]);
             break;
-        case kPfResetReply:
-            if (stranger || !update_.reset_sent) update_.forged_resets.Note(at);
-            EndWith(kResultSuccess, at, data[kAtStatus]);
+        case kPfResetReply: {
+            const bool forged = stranger || !update_.reset_sent;
+            if (forged) update_.forged_resets.Note(at);
+            EndWith(kResultSuccess, at, data[kAtStatus], forged);
             break;
+        }
         default:
             break;
     }

@@ -124,9 +124,9 @@ std::string GroupTable(const Update& u) {
 
 std::string Section(std::size_t number, const ExplainedUpdate& update) {
     const Update& u = update.facts;
-    const char* const mood = !u.result                                                   ? "none"
-                             : *u.result == kResultSuccess && u.forged_resets.count == 0 ? "good"
-                                                                                         : "bad";
+    const char* const mood = !u.result                                      ? "none"
+                             : *u.result == kResultSuccess && !u.forged_end ? "good"
+                                                                            : "bad";
     std::string text = "<section class=\"update\" id=\"update" + std::to_string(number) +
                        "\">\n<header class=\"update\"><h2>Update " + std::to_string(number) + ": device " +
                        Hex2(u.charge) + " on " + Escaped(u.interface) + "</h2><span class=\"badge " + mood +

@@ -107,7 +107,8 @@ struct Update {
     std::uint32_t doubled = 0;
     Micros late = 0;  ///< the longest that a reply took which came after its command's resend
     bool reset_sent = false;
-    int device_status = -1;  ///< status byte of the reply that ended it
+    bool forged_end = false;  ///< the reset reply that ended it was not asked for
+    int device_status = -1;   ///< status byte of the reply that ended it
     Finding strangers, forged_resets, link_losses, missing_packets, refusals, erase_failures, early_verdicts,
         restarts, dropouts, no_go_aheads, bus_errors, unacknowledged, bus_off;
 

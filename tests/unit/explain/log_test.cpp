@@ -1,0 +1,200 @@
+// Log lines and files, good and bad, and what the command makes of them.
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <nlohmann/json.hpp>
+
+#include "benchdir.h"
+#include "explain.h"
+#include "process.h"
+#include "storylog.h"
+
+namespace velmorin {
+namespace {
+
+struct Line {
+    const char* text;
+    LineKind kind;
+    std::string frame = "";  // seconds*10^6 interface identifier data
+};
+
+std::string Describe(const LoggedFrame& logged) {
+    char text[96];
+    std::snprintf(text, sizeof text, "%lld %.*s %08X %d", static_cast<long long>(logged.at),
+                  static_cast<int>(logged.interface.size()), logged.interface.data(), logged.frame.can_id,
+                  logged.frame.can_dlc);
+    std::string result = text;
+    for (int i = 0; i < 8; ++i) {
+        std::snprintf(text, sizeof text, " %02X", logged.frame.data[i]);
+        result += text;
+    }
+    return result;
+}
+
+TEST(CandumpLine, GivesTheFrameOrSaysWhatElseItIs) {
+    constexpr LineKind kFrame = LineKind::kFrame, kForeign = LineKind::kForeign, kBad = LineKind::kBad;
+    const Line lines[] = {
+        {"(12.500000) can0 10E08A70#0011", kFrame, "12500000 can0 90E08A70 2 00 11 00 00 00 00 00 00"},
+        {"(0000000012.000001) vcan12 7ff#aBcDeF0123456789 R", kFrame,
+         "12000001 vcan12 000007FF 8 AB CD EF 01 23 45 67 89"},
+        {"(1.5) x 123#R T\r", kFrame, "1500000 x 40000123 0 00 00 00 00 00 00 00 00"},
+        {"(1.0) x 123#R8", kFrame, "1000000 x 40000123 8 00 00 00 00 00 00 00 00"},
+        {"(1.0) x 123#1122334455667788_F", kFrame, "1000000 x 00000123 8 11 22 33 44 55 66 77 88"},
+        {"(1.0) x 20000020#00", kFrame, "1000000 x 20000020 1 00 00 00 00 00 00 00 00"},
+        {"(1.0) x 123#", kFrame, "1000000 x 00000123 0 00 00 00 00 00 00 00 00"},
+        {"(1.0) x 123##1112233", kForeign},
+        {"", LineKind::kBlank},
+        {"# note", LineKind::kBlank},
+        {"(1.0) x 123#112", kBad},
+        {"(1.0) x 123#112233445566778899", kBad},
+        {"(1.0) x 123#1g", kBad},
+        {"(1.0) x 800#", kBad},
+        {"(1.0) x 1234#", kBad},
+        {"(1.0) x 40000000#", kBad},
+        {"(1.0) x 123", kBad},
+        {"(1.0) 123#11", kBad},
+        {"(1.0) interfacename16x 123#", kBad},
+        {"(1.0) c\xC3 123#", kBad},
+        {"(1) x 123#", kBad},
+        {"(1.) x 123#", kBad},
+        {"(-1.0) x 123#", kBad},
+        {"(1000000000000.0) x 123#", kBad},
+        {"(1.0000000000) x 123#", kBad},
+        {"(1.0)x 123#", kBad},
+        {"(1.0) x 123#11 Q", kBad},
+        {"(1.0", kBad},
+        {"(1.0) x 123#1122334455667788_8", kBad}};
+    for (const Line& line : lines) {
+        LoggedFrame frame;
+        EXPECT_EQ(ParseCandumpLine(line.text, &frame), line.kind) << line.text;
+        if (line.kind != kFrame) continue;
+        EXPECT_EQ(Describe(frame), line.frame) << line.text;
+    }
+}
+
+class LogFile : public testing::Test {
+  protected:
+    LogFile() { log.Begin(), log.Groups(0, 1), log.End(); }
+
+    ExplainOutcome Run(const std::string& content, const std::string& html = "") {
+        return Explain({bench.Write("log", content), -1, true, html});
+    }
+    static nlohmann::json Parsed(const ExplainOutcome& outcome) {
+        return nlohmann::json::parse(outcome.output);
+    }
+    static std::string Zipped(const std::string& text) {
+        std::string zipped(text.size() + 1000, '\0');
+        z_stream stream{};
+        deflateInit2(&stream, 9, Z_DEFLATED, 15 + 16, 9, Z_DEFAULT_STRATEGY);
+        stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
+        stream.avail_in = static_cast<uInt>(text.size());
+        stream.next_out = reinterpret_cast<Bytef*>(zipped.data());
+        stream.avail_out = static_cast<uInt>(zipped.size());
+        deflate(&stream, Z_FINISH);
+        zipped.resize(stream.total_out);
+        deflateEnd(&stream);
+        return zipped;
+    }
+
+    const BenchDir bench;
+    StoryLog log;
+};
+
+TEST_F(LogFile, IsOneDocument) {
+    const nlohmann::json document = Parsed(Run(log.text));
+    EXPECT_EQ(document["log"]["frames"], 4 * 2 + 5 + 2 * 260 + 4);
+    EXPECT_EQ(document["log"]["bitrate"], 125000);  // a frame a millisecond
+    EXPECT_NEAR(document["log"]["busy"].get<double>(), 537 * 131 / 125e3 / 4.536, 0.01);
+    const nlohmann::json& update = document["updates"][0];
+    EXPECT_EQ(update["charge"], "e0");
+    EXPECT_EQ(update["started"], 100.0);
+    EXPECT_NEAR(update["ended"].get<double>(), 104.536, 1e-6);
+    EXPECT_EQ(update["size"], 2048);
+    EXPECT_EQ(update["plan"], "A");
+    EXPECT_EQ(update["result"], 0);
+    EXPECT_EQ(update["starts"], nlohmann::json({1, 1}));
+    const std::pair<const char*, double> phases[] = {{"link", 4.008}, {"start", 0.003}, {"erase", 0.001},
+                                                     {"data", 0.520}, {"check", 0.001}, {"reset", 0.002}};
+    for (const auto& [name, seconds] : phases)
+        EXPECT_NEAR(update["phases"][name].get<double>(), seconds, 0.0025) << name;
+    EXPECT_EQ(update["diagnoses"][0]["id"], "success");
+    EXPECT_TRUE(update["diagnoses"][0]["evidence"]["time"].is_number());
+}
+
+TEST_F(LogFile, MayBeZippedAndCut) {
+    const std::string zipped = Zipped(log.text);
+    EXPECT_EQ(Parsed(Run(zipped))["updates"][0]["result"], 0);
+    const auto cut = Run(zipped.substr(0, zipped.size() / 2));
+    EXPECT_EQ(cut.end, ExplainEnd::kDone);
+    EXPECT_TRUE(Parsed(cut)["updates"][0]["result"].is_null());
+    EXPECT_EQ(Run(zipped.substr(0, 12)).why, "the gzip'ed file is cut off");
+    EXPECT_EQ(Parsed(Run(log.text.substr(0, log.text.size() - 4)))["log"]["bad_lines"], 1);
+}
+
+TEST_F(LogFile, BadLinesAreCountedAndTheRestIsExplained) {
+    const std::string long_line(600'000, 'x');
+    log.text = "rubbish\n(1.0) can0 123##100\n" + long_line + "\n" + std::string(300, '\0') + "\n" +
+               log.text + long_line;
+    const nlohmann::json document = Parsed(Run(log.text));
+    EXPECT_EQ(document["log"]["bad_lines"], 5);
+    EXPECT_EQ(document["updates"][0]["result"], 0);
+}
+
+TEST_F(LogFile, OneWhoseClockGoesBackIsExplained) {
+    const std::size_t middle = log.text.find("#01102080");
+    const std::size_t line = log.text.rfind('\n', middle) + 1;
+    for (std::size_t at = line; at < log.text.size(); at = log.text.find('\n', at) + 1)
+        log.text[at + 1] = '0';
+    const nlohmann::json update = Parsed(Run(log.text))["updates"][0];
+    EXPECT_EQ(update["result"], 0);
+    EXPECT_LT(update["phases"]["data"], 1);
+}
+
+TEST_F(LogFile, PageHoldsTheFactsAndNothingOfTheLogAsMarkup) {
+    for (std::size_t at = 0; (at = log.text.find("can0", at)) != std::string::npos; ++at)
+        log.text.replace(at, 4, "<b>&\"'");
+    const std::string page = (bench.Root() / "page.html").string();
+    EXPECT_EQ(Run(log.text, page).end, ExplainEnd::kDone);
+    const std::string html = BenchDir::Read(page);
+    EXPECT_NE(html.find("on &#60;b&#62;&#38;&#34;&#39;<"), std::string::npos);
+    EXPECT_EQ(html.find("<b>"), std::string::npos);
+    EXPECT_EQ(html.find("<script"), std::string::npos);
+    EXPECT_NE(html.find("<td>00004000</td>"), std::string::npos);  // the first group's address
+    EXPECT_FALSE(std::filesystem::exists(page + ".part"));
+}
+
+TEST_F(LogFile, PageIsWrittenWholeOrNotAtAll) {
+    const auto outcome = Run(log.text, (bench.Root() / "missing/page.html").string());
+    EXPECT_EQ(outcome.end, ExplainEnd::kUnwritable);
+    EXPECT_EQ(outcome.why, "No such file or directory");
+    EXPECT_EQ(Parsed(outcome)["updates"][0]["result"], 0);
+}
+
+TEST_F(LogFile, ExitStatusTellsWhatIsWrong) {
+    const std::string path = bench.Write("log", log.text);
+    const std::string empty = bench.Write("empty", "no frame\n");
+    const struct {
+        std::vector<std::string> arguments;
+        int status;
+        const char* words;
+    } cases[] = {{{path}, 0, ""},
+                 {{path, "--charge", "e1"}, 0, ""},
+                 {{path, "--charge", "1e1"}, 2, "--charge"},
+                 {{path, "--html", path}, 2, "is the log itself"},
+                 {{path + "x"}, 3, "No such file"},
+                 {{bench.Root().string()}, 3, "Is a directory"},
+                 {{empty}, 3, "no frame in it"},
+                 {{"/dev/zero"}, 3, "no frame in its first 16 MiB"},
+                 {{path, "--html", "/dev/full"}, 1, "No space left"}};
+    for (const auto& each : cases) {
+        std::vector<std::string> command = {VELMORINCTL, "explain"};
+        command.insert(command.end(), each.arguments.begin(), each.arguments.end());
+        Process process(command);
+        EXPECT_EQ(process.Wait(), each.status) << each.arguments.back();
+        EXPECT_NE(process.errors.find(each.words), std::string::npos) << process.errors;
+    }
+    EXPECT_EQ(BenchDir::Read(path), log.text);
+}
+
+}  // namespace
+}  // namespace velmorin
