@@ -1,106 +1,93 @@
-// A bus with a simulated device on it, in memory and in no time: the updater's end is one end of a socket
-// pair. Frames pass in the order of their moments; `fate` may lose, double, delay, damage or hold back any of
-// them.
+// A bus with a simulated device on it, in memory and in computed time: what the session's port reads and
+// writes, every wait and the wall clock come here and never reach the system. A program links velmorin_desk.
 #pragma once
 
-#include <fcntl.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include <linux/can.h>
+#include <sys/types.h>
 
+#include <deque>
 #include <functional>
 #include <map>
 #include <optional>
-#include <stdexcept>
+#include <string>
 
+#include "canframe.h"
 #include "device.h"
 #include "waiting.h"
 
-/// What becomes of one frame.
-struct Fate {
-    int copies = 1;
-    velmorin::Micros delay = 0;
-    bool behind_next = false;  ///< arrives right after the next frame of its direction
-};
-
+/// Puts a session on the bus, for port 1 and the device e0 10 20. One at a time, and it outlives its
+/// session's runs. Without settings nobody is on the bus.
 class Desk : public velmorin::Waiting {
   public:
+    using Micros = velmorin::Micros;
     enum Way { kToDevice, kToUpdater };
+    static constexpr Micros kNever = -1;
 
-    explicit Desk(const sim::Settings& settings) : settings_(settings) {
-        int ends[2];
-        if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0, ends) != 0)
-            throw std::runtime_error("no sockets");
-        updater_end = ends[0];
-        bus_end_ = ends[1];
-        device.emplace(settings);
-    }
-    ~Desk() override { close(bus_end_); }
-    Desk(const Desk&) = delete;
-    Desk& operator=(const Desk&) = delete;
-
-    velmorin::Micros Now() override { return now; }
-    /// Time goes on until `until`, or until a frame has arrived at the updater.
-    void Wait(int, bool, velmorin::Micros until) override {
-        can_frame frame{};
-        while (read(bus_end_, &frame, sizeof frame) == sizeof frame) Offer(kToDevice, frame);
-        while (!RunTo(until)) {
-        }
-    }
-    /// The device is started anew and knows of nothing.
-    void RestartDevice() { device.emplace(settings_); }
-
-    /// Decides on the n-th frame of a way, counted from 0, and may change it. None: every frame arrives.
-    std::function<Fate(Way, int, can_frame&)> fate;
-    /// Called before every moment in which something happens.
-    std::function<void()> before;
-    velmorin::Micros now = 0;
-    int updater_end = -1;  ///< the session closes it
-    int count[2] = {};     ///< frames of either way so far
-    std::optional<sim::Device> device;
-
-    /// Brings a frame onto the bus, faults and all.
-    void Offer(Way way, can_frame frame) {
-        const int nth = count[way]++;
-        const Fate what = fate ? fate(way, nth, frame) : Fate{};
-        std::optional<can_frame>& held = held_[way];
-        if (what.behind_next && !held) {
-            held = frame;
-            return;
-        }
-        for (int i = 0; i < what.copies; ++i) moments_.emplace(now + what.delay, Arrival{way, frame});
-        if (held) moments_.emplace(now + what.delay, Arrival{way, *held});
-        held.reset();
-    }
-
-  private:
+    /// What becomes of one frame: when it arrives, from now on, and when it does again.
+    struct Fate {
+        Micros first = 0;
+        Micros second = kNever;
+        bool behind_next = false;  ///< right after the next frame of its direction
+    };
+    /// What one read gives: the first bytes of a frame, or a fault for a negative number.
     struct Arrival {
-        Way way;
+        int length;
         can_frame frame;
     };
 
-    /// The next thing that happens by `until`. True when the updater is to look.
-    bool RunTo(velmorin::Micros until) {
-        if (before) before();
-        while (const auto reply = device->TakeDue(now)) Offer(kToUpdater, *reply);
-        const auto due = device->NextDue();
-        const auto next = moments_.begin();
-        const bool arrives = next != moments_.end() && next->first <= until && (!due || next->first <= *due);
-        if (!arrives) {
-            now = std::max(now, due && *due < until ? *due : until);
-            return !due || *due >= until;
-        }
-        now = std::max(now, next->first);
-        const Arrival arrival = next->second;
-        moments_.erase(next);
-        if (arrival.way == kToDevice) {
-            device->Receive(arrival.frame, now);
-            return false;
-        }
-        return write(bus_end_, &arrival.frame, sizeof arrival.frame) == sizeof arrival.frame;
-    }
+    explicit Desk(canframe& session, const std::optional<sim::Settings>& settings = sim::Settings());
+    ~Desk() override;
+    Desk(const Desk&) = delete;
+    Desk& operator=(const Desk&) = delete;
 
-    sim::Settings settings_;
-    int bus_end_ = -1;
-    std::multimap<velmorin::Micros, Arrival> moments_;
+    Micros Now() override { return now; }
+    void Wait(int fd, bool writable, Micros until) override;
+    /// All that happens until then.
+    void RunTo(Micros until);
+    void At(Micros moment, std::function<void()> act) { moments_.emplace(moment, std::move(act)); }
+    /// The device is started anew and knows of nothing.
+    void StartDevice() { device.emplace(*settings_); }
+    /// Brings a frame onto the bus, whose fate is still open.
+    void Offer(Way way, can_frame frame, Micros delay = 0);
+    /// The frame has come.
+    void Arrive(Way way, const can_frame& frame);
+
+    // For the port and the clock.
+    ssize_t Read(void* to);
+    ssize_t Write(const void* from);
+    Micros WallClock() const { return wall_start_ + now + wall_jump; }
+    static Desk* Current();
+
+    std::optional<sim::Device> device;
+    bool deaf = false;  ///< the device neither hears nor sends
+    std::function<Fate(Way, int nth, can_frame&)>
+        fate;                                         ///< of the n-th frame of its way, from 0; may change it
+    std::function<void(Way, const can_frame&)> seen;  ///< the session wrote or read it
+    Micros now = 0;
+    Micros wall_jump = 0;
+    Micros last_offer = 0;      ///< when the session last wrote, or tried to
+    int count[2] = {};          ///< frames of either way so far
+    std::deque<Arrival> inbox;  ///< what the session has still to read
+    int read_fault = 0;         ///< errno of every read, 0 for none
+    int write_fault = 0;        ///< the same of writes
+    Micros frame_time = 0;      ///< the bus takes so long for one frame,
+    int room = 4;               ///< the queue holds so many,
+    int full_fault = 0;         ///< and a write to a full one fails so
+
+  private:
+    bool HasRoom() const { return busy_until_ - now <= (room - 1) * frame_time; }
+    /// Up to the next thing that happens by `until`; false when that is none.
+    bool Step(Micros until);
+
+    const std::optional<sim::Settings> settings_;
+    const Micros wall_start_;
+    std::multimap<Micros, std::function<void()>> moments_;
     std::optional<can_frame> held_[2];
+    Micros busy_until_ = 0;
 };
+
+/// Packs an image into the session as the live path does, but for the staging file.
+void PackInto(canframe& session, const std::string& image);
+
+/// A reply of the device e0 in the job of port 1, type 10, address 20; the bytes behind the status zero.
+can_frame ReplyOf(unsigned int pf, unsigned char status = 0);
