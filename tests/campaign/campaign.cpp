@@ -1,9 +1,10 @@
-// Whole jobs in memory, each with one kind of fault, and a table of how they came out. The jobs follow from a
-// seed:
+// Whole jobs in memory, each with one kind of fault, by the session and by the watched run; a table of each
+// tells how they came out. The jobs follow from a seed:
 //
 //   VELMORIN_SEED=N VELMORIN_JOBS=N campaign
 //
-// Exit status 1 when a job came out wrong, broke a rule of the protocol, or memory grew from job to job.
+// Exit status 1 when a job came out wrong, broke a rule of the protocol, tried for ever as a watched run, or
+// when memory grew from job to job.
 #include <malloc.h>
 
 #include <algorithm>
@@ -17,9 +18,7 @@
 #include <random>
 #include <string>
 
-#include "world.h"
-
-using namespace velmorin;
+#include "trial.h"
 
 namespace {
 
@@ -36,8 +35,8 @@ int Between(Random& random, int least, int most) {
 void Nothing(Disturbance&, Random&, int) {}
 
 void FramesReordered(Disturbance& d, Random& r, int) {
-    d.to_device = {.slow = Chance(r, 0.003), .slow_ms = Between(r, 20, 800), .in_order = false};
-    d.to_updater = {.slow = Chance(r, 0.5), .slow_ms = Between(r, 20, 800), .in_order = false};
+    d.line[0] = {.slow = Chance(r, 0.003), .slow_ms = Between(r, 20, 800), .in_order = false};
+    d.line[1] = {.slow = Chance(r, 0.5), .slow_ms = Between(r, 20, 800), .in_order = false};
 }
 
 void DeviceRefuses(Disturbance& d, Random& r, int) {
@@ -49,60 +48,59 @@ void DeviceRefuses(Disturbance& d, Random& r, int) {
 }
 
 void Everything(Disturbance& d, Random& r, int end) {
-    d.to_device = {.lost = Chance(r, 0.0005), .doubled = Chance(r, 0.0005)};
-    d.to_updater = {
-        .lost = Chance(r, 0.05), .doubled = Chance(r, 0.1), .slow = Chance(r, 0.1), .slow_ms = 300};
+    d.line[0] = {.lost = Chance(r, 0.0005), .doubled = Chance(r, 0.0005)};
+    d.line[1] = {.lost = Chance(r, 0.05), .doubled = Chance(r, 0.1), .slow = Chance(r, 0.1), .slow_ms = 300};
     d.deaf_from = Between(r, 1, end);
-    d.deaf_passes = Between(r, 1, 600);
+    d.deaf_ms = Between(r, 10, 6000);
     d.stray = Chance(r, 0.0003);
     d.other_node = Chance(r, 0.02);
     d.chatter = Chance(r, 0.2);
     d.full_queue = Chance(r, 0.0005);
 }
 
-/// Sets one kind of fault up. `end` is the pass in which an undisturbed job ends; its transfer begins in pass
-/// 404.
+/// Sets one kind of fault up. `end` is when an undisturbed job ends, in milliseconds; its transfer begins at
+/// 4040.
 const struct Fault {
     const char* name;
     void (*set)(Disturbance& d, Random& r, int end);
 } kFaults[] = {
     {"none", Nothing},
-    {"packets and commands lost", [](auto& d, auto& r, int) { d.to_device.lost = Chance(r, 0.003); }},
-    {"replies lost", [](auto& d, auto& r, int) { d.to_updater.lost = Chance(r, 0.4); }},
+    {"packets and commands lost", [](auto& d, auto& r, int) { d.line[0].lost = Chance(r, 0.003); }},
+    {"replies lost", [](auto& d, auto& r, int) { d.line[1].lost = Chance(r, 0.4); }},
     {"frames lost both ways",
-     [](auto& d, auto& r, int) { d.to_device.lost = d.to_updater.lost = Chance(r, 0.01); }},
+     [](auto& d, auto& r, int) { d.line[0].lost = d.line[1].lost = Chance(r, 0.01); }},
     {"frames doubled",
-     [](auto& d, auto& r, int) { d.to_device.doubled = d.to_updater.doubled = Chance(r, 0.004); }},
+     [](auto& d, auto& r, int) { d.line[0].doubled = d.line[1].doubled = Chance(r, 0.004); }},
     {"frames delayed",
      [](auto& d, auto& r, int) {
-         d.to_device.slow = d.to_updater.slow = Chance(r, 0.5);
-         d.to_device.slow_ms = d.to_updater.slow_ms = Between(r, 10, 1500);
+         d.line[0].slow = d.line[1].slow = Chance(r, 0.5);
+         d.line[0].slow_ms = d.line[1].slow_ms = Between(r, 10, 1500);
      }},
     {"frames overtaken", FramesReordered},
     {"replies doubled, late",
      [](auto& d, auto& r, int) {
-         d.to_updater = {.doubled = Chance(r, 0.5), .slow_ms = Between(r, 500, 5000), .in_order = false};
+         d.line[1] = {.doubled = Chance(r, 0.5), .slow_ms = Between(r, 500, 5000), .in_order = false};
      }},
     {"replies held beyond the time-out",
      [](auto& d, auto& r, int end) {
-         d.held_from = Between(r, 350, end);
+         d.held_from = Between(r, 3500, end);
          d.held_ms = Between(r, 3000, 15000);
      }},
     {"device deaf for a while",
      [](auto& d, auto& r, int end) {
          d.deaf_from = Between(r, 1, end);
-         d.deaf_passes = Between(r, 10, 1500);
+         d.deaf_ms = Between(r, 100, 15000);
      }},
     {"device starts anew and forgets",
      [](auto& d, auto& r, int end) {
-         d.deaf_from = Between(r, 404, end);
-         d.deaf_passes = Between(r, 1, 1000);
+         d.deaf_from = Between(r, 4040, end);
+         d.deaf_ms = Between(r, 10, 10000);
          d.forgets = true;
      }},
     {"device gone for good",
      [](auto& d, auto& r, int end) {
          d.deaf_from = Between(r, 1, end);
-         d.deaf_passes = World::kMaxPasses;
+         d.deaf_ms = 10'000'000;
      }},
     {"device refuses", DeviceRefuses},
     {"replies of other devices", [](auto& d, auto& r, int) { d.other_node = Chance(r, 0.5); }},
@@ -115,8 +113,8 @@ const struct Fault {
      }},
     {"frames mangled by a node",
      [](auto& d, auto& r, int) {
-         d.to_device.mangled = Chance(r, 0.005);
-         d.to_updater.mangled = Chance(r, 0.2);
+         d.line[0].mangled = Chance(r, 0.005);
+         d.line[1].mangled = Chance(r, 0.2);
      }},
     {"a yes that is forged", [](auto& d, auto& r, int end) { d.forged_at = Between(r, 1, end); }},
     {"a little of everything", Everything},
@@ -129,33 +127,61 @@ unsigned int FromEnvironment(const char* name, unsigned int otherwise) {
                                             : static_cast<unsigned int>(std::strtoul(text, nullptr, 10));
 }
 
-Job AnyJob(Random& random) {
-    const bool archive = random() % 4 == 0;
-    return {archive ? "image.tar.gz" : "image.bin", static_cast<std::size_t>(Between(random, 1, 4096)),
-            random() % 2 == 0 ? sim::Plan::kA : sim::Plan::kB};
-}
-
 using Tally = std::array<int, 6>;  // of jobs, by Outcome
 
 void PrintRow(std::FILE* to, const char* name, const Tally& tally) {
-    std::fprintf(to, "%-34s %5d", name, std::accumulate(tally.begin(), tally.end(), 0));
-    for (const int count : tally) std::fprintf(to, " %9d", count);
-    std::fputs("\n", to);
+    std::fprintf(to, "| %s | %d", name, std::accumulate(tally.begin(), tally.end(), 0));
+    for (const int count : tally) std::fprintf(to, " | %d", count);
+    std::fputs(" |\n", to);
 }
 
 /// Runs one job. Empty, or what is wrong with it.
-std::string RunOne(const BenchDir& bench, const Fault& fault, unsigned int seed, Tally* tally) {
+std::string RunOne(const BenchDir& bench, bool watched, const Fault& fault, unsigned int seed, Tally* tally) {
     Random random(seed);
+    Trial trial(bench, watched, random);
     Disturbance disturbance;
-    const Job job = AnyJob(random);
-    fault.set(disturbance, random, PassesNeeded(job.size));
-    World world(bench, job, disturbance, random);
-    const Outcome outcome = world.Run();
+    fault.set(disturbance, random, trial.LastsMs());
+    const Outcome outcome = trial.Run(disturbance);
     ++tally->at(static_cast<std::size_t>(outcome));
-    if (fault.set == Nothing && outcome != Outcome::kWell && world.fault.empty())
-        world.fault = "an undisturbed job did not end well";
-    if (world.fault.empty()) return "";
-    return std::string(fault.name) + ": " + world.fault + " (pass " + std::to_string(world.passes) + ")";
+    if (fault.set == Nothing && outcome != Outcome::kWell && trial.fault.empty())
+        trial.fault = "an undisturbed job did not end well";
+    if (watched && outcome == Outcome::kTrying) trial.fault = "tries for ever";
+    if (trial.fault.empty()) return "";
+    return std::string(fault.name) + ": " + trial.fault + " (after " + std::to_string(trial.Ended() / 1000) +
+           " ms)";
+}
+
+/// All jobs of one of the two. False when one was wrong.
+bool RunAll(std::FILE* report, bool watched, unsigned int seed, unsigned int jobs) {
+    std::optional<BenchDir> bench;
+    bool right = true;
+    std::array<Tally, kKinds> tallies{};
+    std::size_t memory = 0;
+    for (unsigned int job = 0; job < jobs; ++job) {
+        if (job == jobs / 2) memory = mallinfo2().uordblks;
+        if (job % 500 == 0) bench.emplace();  // every row is read to close a job's
+        const std::size_t kind = job % kKinds;
+        const std::string wrong =
+            RunOne(*bench, watched, kFaults[kind], seed + job * 2654435761U, &tallies[kind]);
+        if (wrong.empty()) continue;
+        right = false;
+        std::fprintf(report, "job %u, %s\n", job, wrong.c_str());
+    }
+    std::fprintf(
+        report,
+        "\n%s:\n\n| Fault | Jobs | Ended well | Recovered | Refused | Still trying | Deceived | Wrong |\n"
+        "|---|---|---|---|---|---|---|---|\n",
+        watched ? "The watched run" : "The session");
+    Tally all{};
+    for (std::size_t kind = 0; kind < kKinds; ++kind) {
+        PrintRow(report, kFaults[kind].name, tallies[kind]);
+        std::ranges::transform(all, tallies[kind], all.begin(), std::plus());
+    }
+    PrintRow(report, "all", all);
+    // One group that is not freed holds 8 KiB. With a sanitizer, which looks itself, both read as zero.
+    const std::size_t now = mallinfo2().uordblks;
+    std::fprintf(report, "\nmemory in use: %zu bytes after half of the jobs, %zu after all\n", memory, now);
+    return right && now <= memory + std::size_t{jobs} * 100;
 }
 
 }  // namespace
@@ -168,34 +194,7 @@ int main() {
     std::setvbuf(report, nullptr, _IOLBF, BUFSIZ);
     stdout = stderr = std::fopen("/dev/null", "w");
     std::fprintf(report, "VELMORIN_SEED=%u VELMORIN_JOBS=%u\n", seed, jobs);
-    std::optional<BenchDir> bench;
-
-    bool failed = false;
-    std::array<Tally, kKinds> tallies{};
-    std::size_t memory = 0;
-    for (unsigned int job = 0; job < jobs; ++job) {
-        if (job == jobs / 2) memory = mallinfo2().uordblks;
-        if (job % 500 == 0) bench.emplace();  // every row is read to close a job's
-        const std::size_t kind = job % kKinds;
-        const std::string wrong = RunOne(*bench, kFaults[kind], seed + job * 2654435761U, &tallies[kind]);
-        if (wrong.empty()) continue;
-        failed = true;
-        std::fprintf(report, "job %u, %s\n", job, wrong.c_str());
-    }
-
-    std::fprintf(report, "\n%-34s %5s %9s %9s %9s %9s %9s %9s\n", "fault", "jobs", "well", "recovered",
-                 "refused", "trying", "deceived", "wrong");
-    Tally all{};
-    for (std::size_t kind = 0; kind < kKinds; ++kind) {
-        PrintRow(report, kFaults[kind].name, tallies[kind]);
-        std::ranges::transform(all, tallies[kind], all.begin(), std::plus());
-    }
-    PrintRow(report, "all", all);
-
-    // One group that is not freed holds 8 KiB. With a sanitizer, which looks itself, both read as zero.
-    const std::size_t now = mallinfo2().uordblks;
-    std::fprintf(report, "\nmemory in use: %zu bytes after half of the jobs, %zu after all\n", memory, now);
-    if (now <= memory + std::size_t{jobs} * 100) return failed ? 1 : 0;
-    std::fprintf(report, "memory grew\n");
-    return 1;
+    bool right = RunAll(report, false, seed, jobs);
+    right = RunAll(report, true, seed, jobs) && right;
+    return right ? 0 : 1;
 }
