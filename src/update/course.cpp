@@ -342,8 +342,10 @@ void Course::WithdrawAddress() {
 
 std::string Course::Lost(Micros now) const {
     if (restarts_ > kMostRestarts) return "the device forgets again and again what it has taken";
-    const std::string lost = patience_.Lost(now, static_cast<Step>(session_.m_runstep));
-    return lost.empty() || heard_ ? lost : lost + ", nor to a heartbeat";
+    const auto step = static_cast<Step>(session_.m_runstep);
+    const std::string lost = patience_.Lost(now, step);
+    const bool told = heard_ || step == kStepLinkWait;  // there a heartbeat is all that was asked
+    return lost.empty() || told ? lost : lost + ", nor to a heartbeat";
 }
 
 void Course::Report(RunReport* report) const {

@@ -37,8 +37,8 @@ Desk::Desk(canframe& session, const std::optional<sim::Settings>& settings)
     : settings_(settings), wall_start_(next_wall_start) {
     if (settings) StartDevice();
     session.m_canhandle = new CAN_Port{kDescriptor, 0};
-    session.SetAddress(1, 0xE0, 0x10, 0x20);
     current = this;
+    session.SetAddress(1, 0xE0, 0x10, 0x20);
 }
 
 Desk::~Desk() {

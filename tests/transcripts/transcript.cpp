@@ -1,0 +1,423 @@
+#include "transcript.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+#include <variant>
+
+#include "../../src/system/process.h"  // tests/support has another one
+#include "benchdir.h"
+#include "desk.h"
+#include "watchedrun.h"
+
+using namespace velmorin;
+
+namespace {
+
+const std::map<std::string, std::variant<int canframe::*, unsigned int canframe::*>> kFields = {
+    {"step", &canframe::m_runstep},
+    {"result", &canframe::m_errorcode},
+    {"finished", &canframe::m_finished},
+    {"timer", &canframe::m_waittime},
+    {"sends", &canframe::m_sendcount},
+    {"number", &canframe::m_heartseq},
+    {"missed", &canframe::m_heartmiss},
+    {"last", &canframe::m_heartlast},
+    {"plan", &canframe::m_crcplan},
+    {"packet", &canframe::m_packid},
+    {"started", &canframe::m_startaddress},
+    {"current", &canframe::m_groupaddress},
+    {"sequence", &canframe::m_rxseq},
+    {"position", &canframe::m_rxpos},
+    {"port", &canframe::m_canport},
+    {"address", &canframe::m_chargeaddress},
+    {"type", &canframe::m_devtype},
+    {"update", &canframe::m_updateaddress},
+    {"function", &canframe::m_funcindex},
+    {"archive", &canframe::m_firewaretype},
+    {"size", &canframe::m_filesize},
+    {"checksum", &canframe::m_groupcrc},
+    {"crcA", &canframe::m_crcA},
+    {"crcB", &canframe::m_crcB},
+};
+
+using Words = std::istringstream;
+
+std::string Format(const char* format, auto... values) {
+    char text[200];
+    std::snprintf(text, sizeof text, format, values...);
+    return text;
+}
+
+long Number(Words& words, long otherwise = 0) {
+    std::string text;
+    return words >> text ? std::strtol(text.c_str(), nullptr, 0) : otherwise;
+}
+
+/// The value behind "name=", or nothing.
+std::optional<std::string> Value(const std::string& word, const std::string& name) {
+    if (!word.starts_with(name + "=")) return std::nullopt;
+    return word.substr(name.size() + 1);
+}
+
+class Player : public Watcher {
+  public:
+    Player() {
+        stdout = stderr = printing_;
+        MakeDesk(std::nullopt);
+    }
+    ~Player() override {
+        stdout = stdout_;
+        stderr = stderr_;
+        std::fclose(printing_);
+        std::free(printed_);
+    }
+    Player(const Player&) = delete;
+    Player& operator=(const Player&) = delete;
+
+    void Carry(const std::string& line) {
+        Do(line);
+        TellChanges();
+        Flush();
+    }
+    std::string told;
+
+  private:
+    using Command = void (Player::*)(Words&);
+    static const std::map<std::string, Command> kCommands;
+
+    // What comes of it.
+
+    std::string Time() const {
+        const Micros us = desk_->now;
+        return std::to_string(us / 1000) +
+               (us % 1000 == 0 ? "" : Format(".%03d", static_cast<int>(us % 1000)));
+    }
+    void Tell(const std::string& text, const std::string& key) {
+        if (key != key_ || key.empty()) Flush();
+        if (times_++ == 0) first_ = Time(), text_ = text;
+        key_ = key;
+        last_ = Time();
+    }
+    void Tell(const std::string& text) {
+        TellPrinted();
+        Tell(text, text);
+    }
+    void TellPrinted() {
+        std::fflush(printing_);
+        const std::string printed(printed_ + read_, length_ - read_);
+        read_ = length_;
+        Words lines(printed);
+        for (std::string line; std::getline(lines, line);) Tell("\"" + line + "\"", "\"" + line);
+    }
+    void Flush() {
+        if (times_ == 0) return;
+        told += "  " + first_ + (first_ == last_ ? "" : ".." + last_) + " " + text_ +
+                (times_ == 1 ? "" : " x" + std::to_string(times_)) + "\n";
+        times_ = 0;
+    }
+    void TellFrame(Desk::Way way, const can_frame& frame) {
+        const unsigned int pf = PfOf(frame.can_id);
+        if ((pf == 0x70 || pf == 0x71) && !heartbeats_) return;
+        const bool usual =
+            frame.can_id == (way == Desk::kToDevice ? 0x9000E08AU | pf << 16 : 0x90008AE0U | pf << 16);
+        std::string text = way == Desk::kToDevice ? "> " : "< ";
+        text += usual ? Format("%02x ", pf) : Format("%08x ", frame.can_id);
+        for (int i = 0; i < std::min<int>(frame.can_dlc, 8); ++i) text += Format("%02x", frame.data[i]);
+        TellPrinted();
+        Tell(text, pf == 0x79 ? text.substr(0, 11) : text);
+    }
+    std::string ValueOf(const std::string& field) const {
+        if (field == "groups") {
+            std::string all;
+            for (const s_addnode& each : session_.m_addlist)
+                all += Format("%s%x%s%s/%d", all.empty() ? "" : " ", each.address,
+                              each.addrstate == 1 ? "" : "?", each.state == 1 ? "+" : "",
+                              static_cast<int>(each.dataqueue.size()));
+            return all;
+        }
+        return std::visit(
+            [&](auto member) {
+                return Format(field == "current" || field == "started" ? "%x" : "%d", session_.*member);
+            },
+            kFields.at(field));
+    }
+    void TellChanges() {
+        TellPrinted();
+        for (auto& [field, before] : shown_) {
+            if (before != ValueOf(field)) Tell(field + " " + (before = ValueOf(field)));
+        }
+    }
+
+    void OnLink() override { Tell("link"); }
+    void OnGroup(const GroupVerdict& v) override {
+        constexpr const char* kVerdicts[] = {"right", "wrong", "erase failed"};
+        Tell(Format("group %d at %x, attempt %d: %s", v.index, v.address, v.attempt,
+                    kVerdicts[static_cast<int>(v.verdict)]));
+    }
+    void OnProgress(const Progress& p) override {
+        if (!progress_) return;
+        Tell(Format("progress %d of %d, groups %d of %d, %.1f bytes/s, %.2f s left, retries %d", p.bytes,
+                    p.of, p.groups, p.groups_of, p.rate, p.eta_s, p.retries));
+    }
+    /// Once for a run of like ones; the report has their number.
+    void OnRetry(Question question, int count) override {
+        if (std::exchange(retried_, question) != question)
+            Tell(Format("retry %d: %s", count, QuestionText(question)));
+    }
+    void OnIgnored(const Ignored& i) override {
+        Tell(Format("ignored %d, last %08x: %s", i.count, i.last.can_id, i.reason.c_str()));
+    }
+    void OnNote(const std::string& text) override { Tell("note: " + text); }
+
+    // The commands.
+
+    void MakeDesk(const std::optional<sim::Settings>& settings) {
+        desk_.reset();
+        delete std::exchange(session_.m_canhandle, nullptr);
+        desk_.emplace(session_, settings);
+        desk_->seen = [this](Desk::Way way, const can_frame& frame) { TellFrame(way, frame); };
+        desk_->fate = [this](Desk::Way way, int, can_frame& frame) { return FateOf(way, frame); };
+    }
+    Desk::Fate FateOf(Desk::Way way, can_frame& frame) {
+        const unsigned int pf = PfOf(frame.can_id);
+        const int nth = ++count_[pf];
+        if (way == Desk::kToUpdater) retried_.reset();
+        if (way == Desk::kToUpdater && from_ != 0) frame.can_id = (frame.can_id & ~0xFFU) | from_;
+        for (const auto& rule : rules_) {
+            if (rule.pf != pf || nth < rule.from || nth >= rule.from + rule.count) continue;
+            if (rule.what == "flip") frame.data[rule.byte] ^= static_cast<unsigned char>(rule.mask);
+            return rule.fate;
+        }
+        return {};
+    }
+    void Fated(const std::string& what, Desk::Fate fate, Words& words) {
+        Rule rule{what, 0, 1, 1, fate, 0, 0};
+        std::string pf;
+        words >> pf;
+        rule.pf = static_cast<unsigned int>(std::stoul(pf, nullptr, 16));
+        if (what == "late") rule.fate.first = Number(words) * 1000;
+        rule.from = static_cast<int>(Number(words, 1));
+        if (what == "flip") rule.byte = Number(words), rule.mask = Number(words);
+        rule.count = static_cast<int>(Number(words, 1));
+        rules_.push_back(rule);
+    }
+    void Lose(Words& words) { Fated("lose", {.first = Desk::kNever}, words); }
+    void Double(Words& words) { Fated("double", {.second = 0}, words); }
+    void Behind(Words& words) { Fated("behind", {.behind_next = true}, words); }
+    void Late(Words& words) { Fated("late", {}, words); }
+    void Flip(Words& words) { Fated("flip", {}, words); }
+
+    void Device(Words& words) {
+        sim::Settings settings;
+        const auto fault = [](const std::string& text) {
+            return sim::GroupFault{std::stoul(text), std::atoi(text.c_str() + text.find(':') + 1)};
+        };
+        for (std::string word; words >> word;) {
+            sim::Faults& faults = settings.faults;
+            if (word == "plan=A") settings.plan = sim::Plan::kA;
+            if (const auto v = Value(word, "reject")) faults.reject_groups.push_back(fault(*v));
+            if (const auto v = Value(word, "erase")) faults.erase_fails.push_back(fault(*v));
+            if (const auto v = Value(word, "refuse"))
+                faults.refuse_start = static_cast<std::uint8_t>(std::stoi(*v));
+            if (const auto v = Value(word, "check"))
+                faults.fail_check = static_cast<std::uint8_t>(std::stoi(*v));
+            if (const auto v = Value(word, "mute")) faults.mute_heartbeats = std::stoi(*v);
+            if (const auto v = Value(word, "delay")) faults.delay = std::stol(*v) * 1000;
+            if (word == "silent") faults.silent = true;
+            if (word == "no-reset") faults.no_reset_reply = true;
+        }
+        MakeDesk(settings);
+    }
+    void Image(Words& words) {
+        const auto size = static_cast<std::size_t>(Number(words));
+        std::string name = "image.bin";
+        words >> name;
+        session_.LoadData(bench_.Write(name, TestImage(size)).c_str());
+    }
+    void Groups(Words& words) {
+        for (int packets; words >> packets;) {
+            PackInto(session_, std::string(static_cast<std::size_t>(4 * packets), '\0'));
+            s_addnode& group = session_.m_addlist.back();
+            group.address = 1024 * static_cast<unsigned int>(session_.m_addlist.size());
+            group.dataqueue.resize(static_cast<std::size_t>(group.count = packets));
+        }
+    }
+    void Set(Words& words) {
+        std::string field;
+        words >> field;
+        const long value = Number(words);
+        std::visit(
+            [&](auto member) {
+                session_.*member = static_cast<std::decay_t<decltype(session_.*member)>>(value);
+            },
+            kFields.at(field));
+        for (auto& [name, before] : shown_) before = ValueOf(name);
+    }
+    void Show(Words& words) {
+        shown_.clear();
+        for (std::string field; words >> field;) shown_.emplace_back(field, ValueOf(field));
+    }
+    void Trace(Words&) { session_.m_debug = 1; }
+    void Log(Words&) { session_.m_canhandle->log_on = 1; }
+    void Heartbeats(Words&) { heartbeats_ = true; }
+    void Queue(Words& words) {
+        desk_->frame_time = Number(words);
+        desk_->room = static_cast<int>(Number(words));
+        std::string fault;
+        words >> fault;
+        desk_->full_fault = fault == "ENOBUFS" ? ENOBUFS : EAGAIN;
+    }
+    void Deliver(Words& words) {
+        std::string kind, data;
+        words >> kind >> data;
+        const std::size_t cut = kind.find('/');
+        const auto id = static_cast<unsigned int>(std::stoul(kind.substr(0, cut), nullptr, 16));
+        can_frame frame = kind.size() >= 8 ? ReplyOf(0) : ReplyOf(id);
+        if (kind.size() >= 8) frame.can_id = id;
+        std::fill_n(frame.data, 8, static_cast<unsigned char>(0));
+        frame.can_dlc = static_cast<unsigned char>(
+            cut == std::string::npos ? data.size() / 2 : std::stoul(kind.substr(cut + 1)));
+        for (std::size_t i = 0; i < data.size() / 2; ++i)
+            frame.data[i] = static_cast<unsigned char>(std::stoul(data.substr(2 * i, 2), nullptr, 16));
+        desk_->Arrive(Desk::kToUpdater, frame);
+    }
+    void Short(Words& words) { desk_->inbox.push_back({static_cast<int>(Number(words)), ReplyOf(0x7F)}); }
+    void From(Words& words) { from_ = static_cast<unsigned int>(Number(words)); }
+    void Restart(Words&) { desk_->StartDevice(); }
+    void Deaf(Words&) { desk_->deaf = true; }
+    void Hear(Words&) { desk_->deaf = false; }
+    void Down(Words&) { desk_->read_fault = desk_->write_fault = ENETDOWN; }
+    void Up(Words&) { desk_->read_fault = desk_->write_fault = 0; }
+    void Gone(Words&) { desk_->read_fault = desk_->write_fault = ENODEV; }
+    void Signal(Words&) {
+        CatchEndSignals();
+        std::raise(SIGTERM);
+    }
+    void Jump(Words& words) { desk_->wall_jump = Number(words) * 1'000'000; }
+    void Do(const std::string& line) {
+        Words words(line);
+        std::string name;
+        words >> name;
+        const auto command = kCommands.find(name);
+        if (command == kCommands.end()) throw std::runtime_error("no command: " + line);
+        (this->*command->second)(words);
+    }
+    void At(Words& words) {
+        const Micros moment = Number(words) * 1000;
+        std::string line;
+        std::getline(words, line);
+        desk_->At(moment, [this, line] { Do(line); });
+    }
+    void Repeat(Words& words) {
+        const long times = Number(words);
+        std::string line;
+        std::getline(words, line);
+        for (long i = 0; i < times; ++i) Do(line);
+    }
+    void Pass(Words& words) {
+        for (long passes = Number(words, 1); passes > 0 && session_.m_finished != 1; --passes) {
+            session_.Runloop();
+            TellChanges();
+        }
+    }
+    void Run(Words&) {
+        Words passes("30000");
+        Pass(passes);
+    }
+    void End(Words&) {
+        session_.CacheClean();
+        session_.UpdateRecord();
+    }
+    void Watch(Words& words) {
+        RunSettings settings;
+        for (std::string word; words >> word;) {
+            if (word == "trusting") settings.trusting = true;
+            if (word == "progress") progress_ = true;
+            if (const auto v = Value(word, "pace")) settings.pace = std::stoi(*v);
+            if (const auto v = Value(word, "patience")) settings.patience_s = std::stoi(*v);
+        }
+        const RunReport r = RunWatched(session_, settings, *this, *desk_);
+        constexpr const char* kEnds[] = {"decided", "silent", "bus lost", "signal"};
+        Tell(Format("%s %d%s%s, status %d", kEnds[static_cast<int>(r.end)], r.result,
+                    r.image_confirmed ? ", image confirmed" : "",
+                    r.reset_confirmed ? ", reset confirmed" : "", r.device_status ? *r.device_status : -1) +
+             (r.why.empty() ? "" : ": " + r.why));
+        Tell(Format("%d bytes in %d groups, %d retries, %d ignored, %d queue waits, %.3f s, %.1f bytes/s",
+                    r.bytes, r.groups, r.retries, r.ignored, r.queue_waits, r.duration_s, r.rate));
+        if (desk_->device) {
+            const auto image = desk_->device->image();
+            const std::string wanted = TestImage(static_cast<std::size_t>(session_.m_filesize));
+            const bool whole =
+                image.size() >= wanted.size() &&
+                std::equal(wanted.begin(), wanted.end(), image.begin(),
+                           [](char a, std::uint8_t b) { return static_cast<std::uint8_t>(a) == b; });
+            Tell(whole ? "the device holds the image" : "the device does not hold the image");
+        }
+        struct sigaction caught {};
+        if (CaughtSignal() != 0 && sigaction(SIGTERM, nullptr, &caught) == 0) caught.sa_handler(0);
+    }
+
+    struct Rule {
+        std::string what;
+        unsigned int pf;
+        int from, count;
+        Desk::Fate fate;
+        long byte, mask;
+    };
+
+    std::FILE* const stdout_ = stdout;
+    std::FILE* const stderr_ = stderr;
+    char* printed_ = nullptr;
+    std::size_t length_ = 0, read_ = 0;
+    std::FILE* const printing_ = open_memstream(&printed_, &length_);
+    const BenchDir bench_;
+    canframe session_;
+    std::optional<Desk> desk_;
+    std::vector<Rule> rules_;
+    int count_[256] = {};
+    std::vector<std::pair<std::string, std::string>> shown_;
+    unsigned int from_ = 0;
+    std::optional<Question> retried_;
+    bool heartbeats_ = false, progress_ = false;
+    std::string key_, first_, last_, text_;
+    int times_ = 0;
+};
+
+const std::map<std::string, Player::Command> Player::kCommands = {
+    {"device", &Player::Device},   {"image", &Player::Image},
+    {"groups", &Player::Groups},   {"set", &Player::Set},
+    {"show", &Player::Show},       {"trace", &Player::Trace},
+    {"log", &Player::Log},         {"heartbeats", &Player::Heartbeats},
+    {"lose", &Player::Lose},       {"double", &Player::Double},
+    {"behind", &Player::Behind},   {"late", &Player::Late},
+    {"flip", &Player::Flip},       {"queue", &Player::Queue},
+    {"<", &Player::Deliver},       {"short", &Player::Short},
+    {"restart", &Player::Restart}, {"deaf", &Player::Deaf},
+    {"hear", &Player::Hear},       {"down", &Player::Down},
+    {"up", &Player::Up},           {"gone", &Player::Gone},
+    {"signal", &Player::Signal},   {"jump", &Player::Jump},
+    {"from", &Player::From},       {"at", &Player::At},
+    {"repeat", &Player::Repeat},   {"pass", &Player::Pass},
+    {"run", &Player::Run},         {"end", &Player::End},
+    {"watch", &Player::Watch},
+};
+
+}  // namespace
+
+std::string Replay(const std::string& transcript) {
+    Player player;
+    Words lines(transcript);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("  ")) continue;
+        player.told += line + "\n";
+        if (!line.empty() && !line.starts_with("#")) player.Carry(line);
+    }
+    return player.told;
+}
