@@ -71,12 +71,13 @@ void Course::Take(const can_frame& frame, Micros now) {
         under_way_ = false;
     }
     if (pf == kPfGoAhead) under_way_ = true;
+    if (pf == kPfGoAhead || pf == kPfStartDownloadReply) patience_.GoAheadSettled();
     if (pf == kPfResetReply) reset_confirmed_ = data[kAtStatus] == kResetDone;
     patience_.Answered();
     asked_.reset();
     unanswered_since_ = -1;
     if (session_.m_runstep == kStepIdle) {  // the go-ahead is waited for, though nothing asks for it
-        patience_.Asked(now);
+        if (!under_way_) patience_.AwaitGoAhead(now);
         unanswered_since_ = now;
     }
 }

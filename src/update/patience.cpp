@@ -16,8 +16,6 @@ const char* Missing(Step step) {
             return "no answer to the start download";
         case kStepRequestAddress:
             return "no answer to the address request";
-        case kStepIdle:
-            return "no go-ahead";
         case kStepStartGroup:
             return "no answer to the group start";
         case kStepGroupEnd:
@@ -26,6 +24,7 @@ const char* Missing(Step step) {
             return "no answer to the program check";
         case kStepReset:
             return "no answer to the reset";
+        case kStepIdle:
         case kStepLinkWait:
         case kStepBegin:
         case kStepData:
@@ -38,8 +37,9 @@ const char* Missing(Step step) {
 }  // namespace
 
 std::string Patience::Lost(Micros now, Step step) const {
-    const int times = step == kStepIdle ? kGoAheadTimes : 1;
-    if (asked_at_ >= 0 && IsOver(now - asked_at_, times)) return ForSeconds(Missing(step), seconds_ * times);
+    if (asked_at_ >= 0 && IsOver(now - asked_at_, 1)) return ForSeconds(Missing(step), seconds_);
+    if (go_ahead_due_since_ >= 0 && IsOver(now - go_ahead_due_since_, kGoAheadTimes))
+        return ForSeconds("no go-ahead", seconds_ * kGoAheadTimes);
     const bool groups_due = step != kStepProgramCheck && step != kStepReset;
     if (groups_due && IsOver(now - confirmed_at_, kNoProgressTimes))
         return ForSeconds("no group confirmed", seconds_ * kNoProgressTimes);

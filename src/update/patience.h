@@ -9,7 +9,8 @@
 namespace velmorin {
 
 /// Keeps the time of what the device owes. Heartbeat replies are no answer, except while only heartbeats are
-/// out.
+/// out. The go-ahead, which nothing asks for, has a clock of its own: whatever is asked while it is missing is
+/// no reason to give up sooner.
 class Patience {
   public:
     /// 0 seconds: for ever.
@@ -20,6 +21,11 @@ class Patience {
         if (asked_at_ < 0) asked_at_ = now;
     }
     void Answered() { asked_at_ = -1; }
+    /// The device is to give its go-ahead, or has given it, or starts over.
+    void AwaitGoAhead(Micros now) {
+        if (go_ahead_due_since_ < 0) go_ahead_due_since_ = now;
+    }
+    void GoAheadSettled() { go_ahead_due_since_ = -1; }
     /// A group has been confirmed.
     void Confirmed(Micros now) { confirmed_at_ = now; }
 
@@ -35,6 +41,7 @@ class Patience {
 
     int seconds_;
     Micros asked_at_ = -1;
+    Micros go_ahead_due_since_ = -1;
     Micros confirmed_at_;
 };
 

@@ -1,11 +1,8 @@
-// Whatever arrives on the bus, in whatever order and state: the session keeps its rules, see SessionWatch.
+// Whatever arrives on the bus, in whatever order and state: the session keeps its rules, see SessionRules.
 #include "input.h"
-#include "membus.h"
-#include "sessionwatch.h"
+#include "sessionrules.h"
 
 using namespace velmorin;
-
-using membus::TheBus;
 
 namespace {
 
@@ -13,8 +10,7 @@ constexpr int kMaxPasses = 3000;
 
 class Play {
   public:
-    Play(const std::uint8_t* bytes, std::size_t size) : input_(bytes, size) {
-        membus::Attach(session_);
+    Play(const std::uint8_t* bytes, std::size_t size) : input_(bytes, size), desk_(session_, std::nullopt) {
         session_.m_debug = input_.Flag() ? 1 : 0;
         session_.m_canport = input_.Take<std::uint8_t>();
         session_.m_chargeaddress = input_.Take<std::uint16_t>();
@@ -23,35 +19,45 @@ class Play {
         session_.m_heartseq = input_.Flag() ? 65534 : 0;
         const int groups = input_.Below(5);
         for (unsigned int i = 1; i <= static_cast<unsigned int>(groups); ++i) {
-            const unsigned int address = input_.Flag() ? 1024 : 1024 * i;
-            membus::AddGroup(session_, address, input_.Below(6));
+            s_addnode& group = session_.m_addlist.emplace_back();
+            group.addrstate = kAddressMissing;
+            group.address = input_.Flag() ? 1024 : 1024 * i;
+            group.count = input_.Below(6);
+            group.dataqueue.resize(static_cast<std::size_t>(group.count));
+            for (s_datanode& packet : group.dataqueue) packet.frame.can_id = 0x9079E08AU;
         }
+        desk_.fate = [this](Desk::Way, int, can_frame& frame) {
+            if (willing_) SayYes(desk_, frame);
+            return Desk::Fate{};
+        };
     }
 
     void Run() {
-        SessionWatch watch(session_);
-        while (!input_.IsEmpty() && session_.m_finished != 1 && passes_ < kMaxPasses) Act(watch);
+        SessionRules rules(session_, desk_);
+        while (!input_.IsEmpty() && session_.m_finished != 1 && passes_ < kMaxPasses) Act(rules);
         session_.CacheClean();
         if (!session_.m_addlist.empty()) Fail("cache not clean");
     }
 
   private:
-    void Act(SessionWatch& watch) {
+    void Act(SessionRules& rules) {
         const int act = input_.Below(7);
-        if (act == 0) return Wait(watch, 1 + input_.Below(120));
-        if (act == 4) return Converse(watch, 1 + 2 * input_.Below(256));
-        if (act == 1) return DeliverPartOf(input_.Take<can_frame>());
-        if (act == 2) TheBus().Deliver(input_.Take<can_frame>());
-        if (act == 3) TheBus().Deliver(AnyOf({0x08, 0x71, 0x73, 0x75, 0x76, 0x78, 0x7B, 0x7D, 0x7F}));
-        if (act == 5) TheBus().refuses = !TheBus().refuses;
-        if (act == 6) TheBus().Deliver(PartOfMessage());
-        Wait(watch, 1);
+        willing_ = act == 4;  // so that the job comes to where the next fault counts
+        if (act == 0) return Wait(rules, 1 + input_.Below(120));
+        if (act == 4) return Wait(rules, 1 + 2 * input_.Below(256));
+        if (act == 1) desk_.inbox.push_back({input_.Below(18) - 1, input_.Take<can_frame>()});
+        if (act == 2) desk_.Arrive(Desk::kToUpdater, input_.Take<can_frame>());
+        if (act == 3)
+            desk_.Arrive(Desk::kToUpdater, AnyOf({0x08, 0x71, 0x73, 0x75, 0x76, 0x78, 0x7B, 0x7D, 0x7F}));
+        if (act == 5) desk_.write_fault = desk_.write_fault == 0 ? ENOBUFS : 0;
+        if (act == 6) desk_.Arrive(Desk::kToUpdater, PartOfMessage());
+        if (act != 1) Wait(rules, 1);
     }
 
     /// A reply with one of these PFs and any data.
     template <std::size_t kSize>
     can_frame AnyOf(const unsigned int (&pfs)[kSize]) {
-        can_frame frame = membus::ReplyOf(input_.OneOf(pfs));
+        can_frame frame = ReplyOf(input_.OneOf(pfs));
         for (unsigned char& byte : frame.data) byte = input_.Take<std::uint8_t>();
         return frame;
     }
@@ -62,28 +68,19 @@ class Play {
         return frame;
     }
 
-    /// A short read, or a failing one.
-    void DeliverPartOf(const can_frame& frame) { TheBus().arrivals.push_back({input_.Below(18) - 1, frame}); }
-
-    void Wait(SessionWatch& watch, int passes) {
+    void Wait(SessionRules& rules, int passes) {
         for (; passes > 0 && session_.m_finished != 1; --passes, ++passes_) {
-            const std::string broken = watch.Pass(session_);
+            const std::string broken = rules.Pass();
             if (broken.empty()) continue;
             Fail("pass " + std::to_string(session_.m_loopcount) + ", step " +
                  std::to_string(session_.m_runstep) + ": " + broken);
         }
     }
 
-    /// The device answers as it should, so that the job comes to where the next fault counts.
-    void Converse(SessionWatch& watch, int passes) {
-        for (; passes > 0 && session_.m_finished != 1; --passes) {
-            Wait(watch, 1);
-            std::ranges::for_each(TheBus().written, membus::SayYes);
-        }
-    }
-
     Input input_;
     canframe session_;
+    Desk desk_;
+    bool willing_ = false;
     int passes_ = 0;
 };
 

@@ -13,8 +13,7 @@
 #include "db.h"
 #include "input.h"
 #include "jobs.h"
-#include "membus.h"
-#include "sessionwatch.h"
+#include "sessionrules.h"
 
 using namespace velmorin;
 
@@ -95,14 +94,17 @@ void SelfCheck(std::list<s_addnode> cache) {
 /// A job from the loaded cache, with a device that says yes to everything.
 void Send(const std::list<s_addnode>& cache) {
     canframe session;
-    membus::Attach(session);
+    Desk desk(session, std::nullopt);
+    desk.fate = [&](Desk::Way, int, can_frame& frame) {
+        SayYes(desk, frame);
+        return Desk::Fate{};
+    };
     session.m_addlist = cache;
     session.m_heartseq = 4;
-    SessionWatch watch(session);
+    SessionRules rules(session, desk);
     for (int pass = 0; pass < 300 && session.m_finished != 1; ++pass) {
-        const std::string broken = watch.Pass(session);
+        const std::string broken = rules.Pass();
         if (!broken.empty()) Fail(broken);
-        std::ranges::for_each(membus::TheBus().written, membus::SayYes);
     }
 }
 

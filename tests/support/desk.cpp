@@ -148,6 +148,17 @@ can_frame ReplyOf(unsigned int pf, unsigned char status) {
     return {0x90008AE0U | pf << 16, {8}, 0, 0, 0, {0x01, 0x10, 0x20, status}};
 }
 
+void SayYes(Desk& desk, const can_frame& command) {
+    const unsigned int pf = PfOf(command.can_id);
+    if (pf == kPfData) return;
+    can_frame reply = ReplyOf(pf + 1);
+    std::ranges::copy(command.data, reply.data);
+    if (pf == kPfStartDownload || pf == kPfProgramCheck) reply.data[3] = kAccepted;
+    if (pf == kPfGroupEnd) reply.data[3] = kGroupRight;
+    desk.Arrive(Desk::kToUpdater, reply);
+    if (pf == kPfAddressRequest) desk.Arrive(Desk::kToUpdater, ReplyOf(kPfGoAhead));
+}
+
 extern "C" {
 
 ssize_t __real_read(int fd, void* to, std::size_t size);

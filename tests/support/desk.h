@@ -91,3 +91,6 @@ void PackInto(canframe& session, const std::string& image);
 
 /// A reply of the device e0 in the job of port 1, type 10, address 20; the bytes behind the status zero.
 can_frame ReplyOf(unsigned int pf, unsigned char status = 0);
+
+/// Brings the answer of a device that says yes to everything.
+void SayYes(Desk& desk, const can_frame& command);

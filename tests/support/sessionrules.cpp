@@ -58,11 +58,15 @@ std::string SessionRules::BrokenState() const {
 std::string SessionRules::BrokenGroups() const {
     const std::vector<int> now = States(session_);
     int changed = 0;
-    for (std::size_t i = 0; i < now.size(); ++i) changed += now[i] != confirmed_[i];
-    if (changed > (Took() == 0x7B && taken_->data[3] == 0xAA ? 1 : 0))
-        return "groups changed without a verdict";
-    const auto broken = [](const s_addnode& group) { return group.state == 1 && !group.dataqueue.empty(); };
-    return std::ranges::any_of(session_.m_addlist, broken) ? "a confirmed group keeps its packets" : "";
+    auto group = session_.m_addlist.begin();
+    for (std::size_t i = 0; i < now.size(); ++i, ++group) {
+        if (now[i] == confirmed_[i]) continue;
+        ++changed;
+        if (now[i] != kConfirmed || !group->dataqueue.empty())
+            return "a group opens again or keeps its packets";
+    }
+    const bool verdict = Took() == kPfGroupEndReply && taken_->data[kAtStatus] == kGroupRight;
+    return changed > (verdict ? 1 : 0) ? "groups confirmed without a verdict" : "";
 }
 
 std::string SessionRules::BrokenEnd() const {

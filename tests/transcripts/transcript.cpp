@@ -124,6 +124,7 @@ class Player : public Watcher {
     }
     void TellFrame(Desk::Way way, const can_frame& frame) {
         const unsigned int pf = PfOf(frame.can_id);
+        if (way == Desk::kToUpdater && pf != 0x71) retried_.reset();
         if ((pf == 0x70 || pf == 0x71) && !heartbeats_) return;
         const bool usual =
             frame.can_id == (way == Desk::kToDevice ? 0x9000E08AU | pf << 16 : 0x90008AE0U | pf << 16);
@@ -188,7 +189,6 @@ class Player : public Watcher {
     Desk::Fate FateOf(Desk::Way way, can_frame& frame) {
         const unsigned int pf = PfOf(frame.can_id);
         const int nth = ++count_[pf];
-        if (way == Desk::kToUpdater) retried_.reset();
         if (way == Desk::kToUpdater && from_ != 0) frame.can_id = (frame.can_id & ~0xFFU) | from_;
         for (const auto& rule : rules_) {
             if (rule.pf != pf || nth < rule.from || nth >= rule.from + rule.count) continue;
@@ -290,6 +290,7 @@ class Player : public Watcher {
     }
     void Short(Words& words) { desk_->inbox.push_back({static_cast<int>(Number(words)), ReplyOf(0x7F)}); }
     void From(Words& words) { from_ = static_cast<unsigned int>(Number(words)); }
+    void Version(Words&) { session_.m_mailbox.push_back(session_.Build1792()); }
     void Restart(Words&) { desk_->StartDevice(); }
     void Deaf(Words&) { desk_->deaf = true; }
     void Hear(Words&) { desk_->deaf = false; }
@@ -404,9 +405,9 @@ const std::map<std::string, Player::Command> Player::kCommands = {
     {"up", &Player::Up},           {"gone", &Player::Gone},
     {"signal", &Player::Signal},   {"jump", &Player::Jump},
     {"from", &Player::From},       {"at", &Player::At},
-    {"repeat", &Player::Repeat},   {"pass", &Player::Pass},
-    {"run", &Player::Run},         {"end", &Player::End},
-    {"watch", &Player::Watch},
+    {"version", &Player::Version}, {"repeat", &Player::Repeat},
+    {"pass", &Player::Pass},       {"run", &Player::Run},
+    {"end", &Player::End},         {"watch", &Player::Watch},
 };
 
 }  // namespace

@@ -14,7 +14,7 @@
 //   from ADDRESS         whose identifiers the device's replies carry from now on
 //   restart, deaf, hear, down, up, gone, signal, jump S: what happens to device, bus, process and clock
 //   at MS COMMAND, repeat N COMMAND       do so then, or so often
-//   pass N, run          passes of the session, to its end; end: its record
+//   pass N, run          passes of the session, to its end; version: queues a version check; end: its record
 //   watch [trusting] [pace=N] [patience=N] [progress]
 #pragma once
 
