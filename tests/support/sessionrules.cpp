@@ -28,6 +28,7 @@ std::string SessionRules::Pass() {
     written_.clear();
     taken_.reset();
     heartmiss_ = session_.m_heartmiss;
+    packid_ = session_.m_packid;
     session_.Runloop();
     std::string first = BrokenState();
     if (first.empty()) first = BrokenGroups();
@@ -84,11 +85,10 @@ std::string SessionRules::BrokenWrites() {
     constexpr unsigned char kCommands[] = {0x70, 0x72, 0x74, 0x77, 0x7A, 0x7C, 0x7E};
     constexpr unsigned char kClearing[] = {0x08, 0x73, 0x76, 0x78, 0x7B, 0x7D};
     if (std::ranges::find(kClearing, Took()) != std::end(kClearing)) std::ranges::fill(last_, 0);
-    int commands = 0;
+    if (!written_.empty() && session_.m_packid == packid_ + 1) written_.erase(written_.begin());  // a packet
     for (const can_frame& frame : written_) {
         const unsigned int pf = PfOf(frame.can_id);
-        if (pf == 0x79) continue;
-        if (++commands > 1 || written_.size() > 2) return "more than one packet and one command in a pass";
+        if (written_.size() > 1) return "more than one packet and one command in a pass";
         const auto device = static_cast<unsigned int>(session_.m_chargeaddress & 0xFF) << 8;
         if (frame.can_id != (0x9000008AU | pf << 16 | device) || frame.can_dlc != 8)
             return "wrong identifier";

@@ -28,6 +28,7 @@ class SessionRules {
     std::optional<can_frame> taken_;
     std::vector<can_frame> written_;
     std::vector<int> confirmed_;  // by group, before the pass
+    int packid_ = 0;              // before the pass
     unsigned int heartmiss_ = 0;  // before the pass
     unsigned int last_[256] =
         {};  // the pass in which a command was last written; 0: its answer has come since
