@@ -6,52 +6,32 @@
 
 namespace {
 
-class Signals : public RealBench {
-  protected:
-    void ExpectInterrupted(int number) {
-        EXPECT_EQ(updater->Wait(60000), 128 + number);
-        EXPECT_EQ(Results(), Words{"1|13"});
-        EXPECT_NE(updater->output.find("error code:13\n"), std::string::npos) << updater->output;
-        EXPECT_EQ(updater->output.find("update finished........"), std::string::npos);
-    }
-};
+class Signals : public RealBench {};
 
-TEST_F(Signals, EndAJobThatWaitsForItsLink) {
-    for (const int number : {SIGINT, SIGTERM}) {
+TEST_F(Signals, EndAJobWhereverItIs) {
+    const struct {
+        std::size_t size;
+        const char* until;
+        int number, times;
+    } cases[] = {
+        {5000, "loop//loop-1:5", SIGINT, 1},             // it waits for its link
+        {1024, "loop//loop-1:1", SIGTERM, 200},          // the first one counts
+        {8000000, "send file size:8000000", SIGINT, 1},  // it is still packing
+        {5000, "groupaddress:08004400", SIGTERM, 1},     // in its data
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.until);
         std::filesystem::remove(bench.StagingFile());
-        StartDevice({"--silent"});
-        StartUpdater(5000);
-        ASSERT_TRUE(updater->WaitForOutput("loop//loop-1:5"));
-        updater->Signal(number);
-        ExpectInterrupted(number);
+        StartDevice();
+        StartUpdater(c.size);
+        ASSERT_TRUE(updater->WaitForOutput(c.until));
+        for (int i = 0; i < c.times; ++i) updater->Signal(c.number);
+        EXPECT_EQ(updater->Wait(60000), 128 + c.number);
+        EXPECT_EQ(Results(), Words{"1|13"});
+        EXPECT_TRUE(updater->output.ends_with("error code:13\n")) << updater->output;
+        EXPECT_FALSE(IsDelivered());
         device.reset();
     }
-}
-
-TEST_F(Signals, EndAJobInTheMiddleOfItsData) {
-    StartDevice();
-    StartUpdater(5000);
-    ASSERT_TRUE(updater->WaitForOutput("groupaddress:08004400"));
-    updater->Signal(SIGTERM);
-    ExpectInterrupted(SIGTERM);
-    EXPECT_FALSE(IsDelivered());
-}
-
-TEST_F(Signals, EndAJobThatIsStillPacking) {
-    StartDevice({"--silent"});
-    StartUpdater(8000000);
-    ASSERT_TRUE(updater->WaitForOutput("send file size:8000000"));
-    updater->Signal(SIGINT);
-    ExpectInterrupted(SIGINT);
-}
-
-TEST_F(Signals, SecondOneChangesNothing) {
-    StartDevice({"--silent"});
-    StartUpdater(1024);
-    ASSERT_TRUE(updater->WaitForOutput("loop//loop-1:1"));
-    updater->Signal(SIGINT);
-    for (int i = 0; i < 200; ++i) updater->Signal(SIGINT);
-    ExpectInterrupted(SIGINT);
 }
 
 TEST_F(Signals, LeaveAJobItsResultThatHasOneAlready) {
@@ -64,24 +44,16 @@ TEST_F(Signals, LeaveAJobItsResultThatHasOneAlready) {
     EXPECT_NE(updater->output.find("update finished........\n"), std::string::npos);
 }
 
-TEST_F(Signals, OtherSignalsThatComeAndGoDisturbNoWait) {
+TEST_F(Signals, OthersThatComeAndGoAndAReaderThatGoesAwayStopNoUpdate) {
     StartDevice();
     StartUpdater(1024);
     ASSERT_TRUE(updater->WaitForOutput("loop//loop-1:1"));
+    updater->StopReading();
     for (int i = 0; i < 100; ++i) {
         updater->Signal(SIGSTOP);
         updater->Signal(SIGCONT);
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
-    ASSERT_EQ(updater->Wait(60000), 0);
-    EXPECT_TRUE(IsDelivered());
-}
-
-TEST_F(Signals, ReaderThatGoesAwayStopsNoUpdate) {
-    StartDevice();
-    StartUpdater(1024);
-    ASSERT_TRUE(updater->WaitForOutput("loop//loop-1:1"));
-    updater->StopReading();
     ASSERT_EQ(updater->Wait(60000), 0);
     EXPECT_TRUE(IsDelivered());
     EXPECT_EQ(Results(), Words{"1|0"});
