@@ -21,30 +21,16 @@ using namespace velmorin;
 namespace {
 
 const std::map<std::string, std::variant<int canframe::*, unsigned int canframe::*>> kFields = {
-    {"step", &canframe::m_runstep},
-    {"result", &canframe::m_errorcode},
-    {"finished", &canframe::m_finished},
-    {"timer", &canframe::m_waittime},
-    {"sends", &canframe::m_sendcount},
-    {"number", &canframe::m_heartseq},
-    {"missed", &canframe::m_heartmiss},
-    {"last", &canframe::m_heartlast},
-    {"plan", &canframe::m_crcplan},
-    {"packet", &canframe::m_packid},
-    {"started", &canframe::m_startaddress},
-    {"current", &canframe::m_groupaddress},
-    {"sequence", &canframe::m_rxseq},
-    {"position", &canframe::m_rxpos},
-    {"port", &canframe::m_canport},
-    {"address", &canframe::m_chargeaddress},
-    {"type", &canframe::m_devtype},
-    {"update", &canframe::m_updateaddress},
-    {"function", &canframe::m_funcindex},
-    {"archive", &canframe::m_firewaretype},
+    {"step", &canframe::m_runstep},       {"result", &canframe::m_errorcode},
+    {"finished", &canframe::m_finished},  {"timer", &canframe::m_waittime},
+    {"sends", &canframe::m_sendcount},    {"number", &canframe::m_heartseq},
+    {"missed", &canframe::m_heartmiss},   {"last", &canframe::m_heartlast},
+    {"plan", &canframe::m_crcplan},       {"started", &canframe::m_startaddress},
+    {"sequence", &canframe::m_rxseq},     {"position", &canframe::m_rxpos},
+    {"port", &canframe::m_canport},       {"address", &canframe::m_chargeaddress},
+    {"type", &canframe::m_devtype},       {"update", &canframe::m_updateaddress},
+    {"function", &canframe::m_funcindex}, {"archive", &canframe::m_firewaretype},
     {"size", &canframe::m_filesize},
-    {"checksum", &canframe::m_groupcrc},
-    {"crcA", &canframe::m_crcA},
-    {"crcB", &canframe::m_crcB},
 };
 
 using Words = std::istringstream;
@@ -89,8 +75,7 @@ class Player : public Watcher {
     std::string told;
 
   private:
-    using Command = void (Player::*)(Words&);
-    static const std::map<std::string, Command> kCommands;
+    static const std::map<std::string, void (*)(Player&, Words&)> kCommands;
 
     // What comes of it.
 
@@ -143,11 +128,7 @@ class Player : public Watcher {
                               static_cast<int>(each.dataqueue.size()));
             return all;
         }
-        return std::visit(
-            [&](auto member) {
-                return Format(field == "current" || field == "started" ? "%x" : "%d", session_.*member);
-            },
-            kFields.at(field));
+        return std::visit([&](auto member) { return Format("%d", session_.*member); }, kFields.at(field));
     }
     void TellChanges() {
         TellPrinted();
@@ -208,12 +189,6 @@ class Player : public Watcher {
         rule.count = static_cast<int>(Number(words, 1));
         rules_.push_back(rule);
     }
-    void Lose(Words& words) { Fated("lose", {.first = Desk::kNever}, words); }
-    void Double(Words& words) { Fated("double", {.second = 0}, words); }
-    void Behind(Words& words) { Fated("behind", {.behind_next = true}, words); }
-    void Late(Words& words) { Fated("late", {}, words); }
-    void Flip(Words& words) { Fated("flip", {}, words); }
-
     void Device(Words& words) {
         sim::Settings settings;
         const auto fault = [](const std::string& text) {
@@ -264,9 +239,6 @@ class Player : public Watcher {
         shown_.clear();
         for (std::string field; words >> field;) shown_.emplace_back(field, ValueOf(field));
     }
-    void Trace(Words&) { session_.m_debug = 1; }
-    void Log(Words&) { session_.m_canhandle->log_on = 1; }
-    void Heartbeats(Words&) { heartbeats_ = true; }
     void Queue(Words& words) {
         desk_->frame_time = Number(words);
         desk_->room = static_cast<int>(Number(words));
@@ -288,27 +260,17 @@ class Player : public Watcher {
             frame.data[i] = static_cast<unsigned char>(std::stoul(data.substr(2 * i, 2), nullptr, 16));
         desk_->Arrive(Desk::kToUpdater, frame);
     }
-    void Short(Words& words) { desk_->inbox.push_back({static_cast<int>(Number(words)), ReplyOf(0x7F)}); }
-    void From(Words& words) { from_ = static_cast<unsigned int>(Number(words)); }
-    void Version(Words&) { session_.m_mailbox.push_back(session_.Build1792()); }
-    void Restart(Words&) { desk_->StartDevice(); }
-    void Deaf(Words&) { desk_->deaf = true; }
-    void Hear(Words&) { desk_->deaf = false; }
-    void Down(Words&) { desk_->read_fault = desk_->write_fault = ENETDOWN; }
-    void Up(Words&) { desk_->read_fault = desk_->write_fault = 0; }
-    void Gone(Words&) { desk_->read_fault = desk_->write_fault = ENODEV; }
     void Signal(Words&) {
         CatchEndSignals();
         std::raise(SIGTERM);
     }
-    void Jump(Words& words) { desk_->wall_jump = Number(words) * 1'000'000; }
     void Do(const std::string& line) {
         Words words(line);
         std::string name;
         words >> name;
         const auto command = kCommands.find(name);
         if (command == kCommands.end()) throw std::runtime_error("no command: " + line);
-        (this->*command->second)(words);
+        command->second(*this, words);
     }
     void At(Words& words) {
         const Micros moment = Number(words) * 1000;
@@ -322,15 +284,11 @@ class Player : public Watcher {
         std::getline(words, line);
         for (long i = 0; i < times; ++i) Do(line);
     }
-    void Pass(Words& words) {
-        for (long passes = Number(words, 1); passes > 0 && session_.m_finished != 1; --passes) {
+    void Pass(long passes) {
+        for (; passes > 0 && session_.m_finished != 1; --passes) {
             session_.Runloop();
             TellChanges();
         }
-    }
-    void Run(Words&) {
-        Words passes("30000");
-        Pass(passes);
     }
     void End(Words&) {
         session_.CacheClean();
@@ -391,23 +349,40 @@ class Player : public Watcher {
     int times_ = 0;
 };
 
-const std::map<std::string, Player::Command> Player::kCommands = {
-    {"device", &Player::Device},   {"image", &Player::Image},
-    {"groups", &Player::Groups},   {"set", &Player::Set},
-    {"show", &Player::Show},       {"trace", &Player::Trace},
-    {"log", &Player::Log},         {"heartbeats", &Player::Heartbeats},
-    {"lose", &Player::Lose},       {"double", &Player::Double},
-    {"behind", &Player::Behind},   {"late", &Player::Late},
-    {"flip", &Player::Flip},       {"queue", &Player::Queue},
-    {"<", &Player::Deliver},       {"short", &Player::Short},
-    {"restart", &Player::Restart}, {"deaf", &Player::Deaf},
-    {"hear", &Player::Hear},       {"down", &Player::Down},
-    {"up", &Player::Up},           {"gone", &Player::Gone},
-    {"signal", &Player::Signal},   {"jump", &Player::Jump},
-    {"from", &Player::From},       {"at", &Player::At},
-    {"version", &Player::Version}, {"repeat", &Player::Repeat},
-    {"pass", &Player::Pass},       {"run", &Player::Run},
-    {"end", &Player::End},         {"watch", &Player::Watch},
+const std::map<std::string, void (*)(Player&, Words&)> Player::kCommands = {
+    {"device", [](Player& p, Words& words) { p.Device(words); }},
+    {"image", [](Player& p, Words& words) { p.Image(words); }},
+    {"groups", [](Player& p, Words& words) { p.Groups(words); }},
+    {"set", [](Player& p, Words& words) { p.Set(words); }},
+    {"show", [](Player& p, Words& words) { p.Show(words); }},
+    {"trace", [](Player& p, Words&) { p.session_.m_debug = 1; }},
+    {"heartbeats", [](Player& p, Words&) { p.heartbeats_ = true; }},
+    {"lose", [](Player& p, Words& words) { p.Fated("lose", {.first = Desk::kNever}, words); }},
+    {"double", [](Player& p, Words& words) { p.Fated("double", {.second = 0}, words); }},
+    {"late", [](Player& p, Words& words) { p.Fated("late", {}, words); }},
+    {"flip", [](Player& p, Words& words) { p.Fated("flip", {}, words); }},
+    {"queue", [](Player& p, Words& words) { p.Queue(words); }},
+    {"<", [](Player& p, Words& words) { p.Deliver(words); }},
+    {"short",
+     [](Player& p, Words& words) {
+         p.desk_->inbox.push_back({static_cast<int>(Number(words)), ReplyOf(0x7F)});
+     }},
+    {"version", [](Player& p, Words&) { p.session_.m_mailbox.push_back(p.session_.Build1792()); }},
+    {"from", [](Player& p, Words& words) { p.from_ = static_cast<unsigned int>(Number(words)); }},
+    {"restart", [](Player& p, Words&) { p.desk_->StartDevice(); }},
+    {"deaf", [](Player& p, Words&) { p.desk_->deaf = true; }},
+    {"hear", [](Player& p, Words&) { p.desk_->deaf = false; }},
+    {"down", [](Player& p, Words&) { p.desk_->read_fault = p.desk_->write_fault = ENETDOWN; }},
+    {"up", [](Player& p, Words&) { p.desk_->read_fault = p.desk_->write_fault = 0; }},
+    {"gone", [](Player& p, Words&) { p.desk_->read_fault = p.desk_->write_fault = ENODEV; }},
+    {"signal", [](Player& p, Words& words) { p.Signal(words); }},
+    {"jump", [](Player& p, Words& words) { p.desk_->wall_jump = Number(words) * 1'000'000; }},
+    {"at", [](Player& p, Words& words) { p.At(words); }},
+    {"repeat", [](Player& p, Words& words) { p.Repeat(words); }},
+    {"pass", [](Player& p, Words& words) { p.Pass(Number(words, 1)); }},
+    {"run", [](Player& p, Words&) { p.Pass(30000); }},
+    {"end", [](Player& p, Words& words) { p.End(words); }},
+    {"watch", [](Player& p, Words& words) { p.Watch(words); }},
 };
 
 }  // namespace

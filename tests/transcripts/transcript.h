@@ -5,8 +5,8 @@
 //   device WORDS...      a simulated device, with plan=A reject=I:N erase=I:N refuse=N check=N mute=N delay=MS
 //                        silent, no-reset
 //   image SIZE [NAME]    packs an image; groups N...: packs groups of so many packets, with their index in them
-//   set FIELD N          show FIELD...: tells when it changes, groups too; trace, log, heartbeats: tells those
-//   lose|double|behind PF N [COUNT]       and late PF MS N [COUNT]: the fate of the N-th frame of a kind
+//   set FIELD N          show FIELD...: tells when it changes, groups too; trace, heartbeats: tells those
+//   lose|double PF N [COUNT]       and late PF MS N [COUNT]: the fate of the N-th frame of a kind
 //   flip PF N BYTE MASK  changes a byte of it
 //   queue US ROOM FAULT  the bus takes so long for a frame, the transmit queue holds so many
 //   < PF DATA            a reply of the device; 8 digits: an identifier with flags; PF/N: cut to N bytes
