@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <iterator>
 
+#include "buslog.h"
 #include "sessionrules.h"
 #include "sqlrows.h"
 #include "watchedrun.h"
@@ -64,9 +65,13 @@ Outcome Trial::Run(const Disturbance& disturbance) {
 
 void Trial::RunSession() {
     session_.LoadData(bench_.Write(name_, image_).c_str());
-    SessionRules rules(session_, *desk_);
+    BusLog log;
+    SessionRules rules(session_, *desk_, [&](Desk::Way, const can_frame& frame) {
+        log.Take({desk_->now, "can0", frame});
+    });
     while (session_.m_finished != 1 && desk_->now < kSessionLimit && fault.empty()) fault = rules.Pass();
     if (session_.m_finished == 1) result_ = session_.m_errorcode;
+    if (fault.empty()) fault = WronglyExplained(log.Finish(desk_->now));
     if (session_.m_finished != 1) session_.m_errorcode = kResultInterrupted;
     session_.CacheClean();
     session_.UpdateRecord();
@@ -77,6 +82,15 @@ void Trial::RunSession() {
     if (rows != std::vector{"1|" + std::to_string(session_.m_errorcode)})
         fault = "the job's row does not hold its result";
     if (result_ == -1 && desk_->now - desk_->last_offer > 11'010 * kMs) fault = "neither over nor trying";
+}
+
+/// What explains logs must come to the session's own result, from the frames alone; to none for a job that is
+/// still going on. Of a session none of whose frames went out there is nothing to explain.
+std::string Trial::WronglyExplained(const std::vector<Update>& updates) const {
+    if (updates.empty() || updates.back().commands == 0) return "";
+    const int explained = updates.back().result.value_or(-1);
+    if (explained == result_) return "";
+    return "result " + std::to_string(result_) + " explained as " + std::to_string(explained);
 }
 
 void Trial::RunWatch() {

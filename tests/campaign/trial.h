@@ -7,6 +7,7 @@
 
 #include "benchdir.h"
 #include "desk.h"
+#include "update.h"
 
 /// One direction of the bus. Chances are between 0 and 1, for each frame.
 struct LineFaults {
@@ -64,6 +65,7 @@ class Trial {
   private:
     void RunSession();
     void RunWatch();
+    std::string WronglyExplained(const std::vector<velmorin::Update>& updates) const;
     Desk::Fate FateOf(Desk::Way way, can_frame& frame);
     void NoteYes(const can_frame& reply);
     void NoteForgery(const can_frame& frame);

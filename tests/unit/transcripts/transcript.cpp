@@ -11,7 +11,7 @@
 #include <utility>
 #include <variant>
 
-#include "../../src/system/process.h"  // tests/support has another one
+#include "../../../src/system/process.h"  // tests/support has another one
 #include "benchdir.h"
 #include "desk.h"
 #include "watchedrun.h"
