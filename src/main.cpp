@@ -3,8 +3,10 @@
 #include <cstdlib>
 #include <memory>
 #include <new>
+#include <string>
 
 #include "canframe.h"
+#include "lock.h"
 #include "platform.h"
 #include "process.h"
 #include "protocol.h"
@@ -17,12 +19,23 @@ namespace {
 
 constexpr int kDirectArguments = 5;  // with the program's name
 
+/// Holds the interface's lock to the end of the program, for velmorinctl to see. Never a reason not to go on.
+void HoldInterface() {
+    const std::string interface = "can" + std::to_string(kBusPort);
+    static const Lock lock(interface);
+    if (lock.Other()) {
+        std::fprintf(stderr, "velmorin: another update is running on %s, process %d\n", interface.c_str(),
+                     lock.Other()->pid);
+    }
+}
+
 /// Text that is not hexadecimal reads as 0.
 int HexArgument(const char* text) {
     return static_cast<int>(std::strtoul(text, nullptr, 16));
 }
 
 void StartDirect(canframe& session, char** arguments) {
+    HoldInterface();
     session.CAN_InitDevice(kBusPort, kBusBitrate);
     const int charge_address = HexArgument(arguments[2]);
     const int device_address = HexArgument(arguments[3]);
@@ -37,6 +50,7 @@ void StartDirect(canframe& session, char** arguments) {
 bool StartFromJobFile(canframe& session, const char* program) {
     std::printf("eg:./%s pathdownfile chargeaddress devaddress updateaddress\n", program);
     if (session.LoadFirewareInfo() != 0) return false;
+    HoldInterface();
     session.CAN_InitDevice(kBusPort, kBusBitrate);
     session.FirewareUpdateInit();
     return true;

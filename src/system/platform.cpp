@@ -52,6 +52,11 @@ std::string ResolvePath(const char* path) {
     return BenchFolder() + path;
 }
 
+std::string LockPath(const std::string& name) {
+    const std::string bench = BenchFolder();
+    return bench.empty() ? "/run/lock/velmorin-" + name + ".lock" : bench + "/" + name + ".lock";
+}
+
 int RunShell(const char* command) {
     return BenchFolder().empty() ? std::system(command) : 0;
 }

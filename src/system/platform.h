@@ -19,6 +19,9 @@ void AnnounceBench(const char* program);
 /// Where `path` lies: on a bench DIR + path for a path that starts with /mnt/nandflash/; else `path` itself.
 std::string ResolvePath(const char* path);
 
+/// Where the lock file of that name lies: /run/lock/velmorin-NAME.lock, on a bench DIR/NAME.lock.
+std::string LockPath(const std::string& name);
+
 /// Runs `command` in the shell with system() and returns its result: negative when the shell itself could not
 /// be run. On a bench runs nothing and returns 0.
 int RunShell(const char* command);
