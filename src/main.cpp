@@ -24,8 +24,8 @@ void HoldInterface() {
     const std::string interface = "can" + std::to_string(kBusPort);
     static const Lock lock(interface);
     if (lock.Other()) {
-        std::fprintf(stderr, "velmorin: another update is running on %s, process %d\n", interface.c_str(),
-                     lock.Other()->pid);
+        std::fprintf(stderr, "velmorin: another update is running on %s: %s\n", interface.c_str(),
+                     HolderText(*lock.Other()).c_str());
     }
 }
 

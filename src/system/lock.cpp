@@ -15,12 +15,13 @@
 namespace velmorin {
 namespace {
 
-constexpr int kTries = 25;  // HolderOf takes a lock for a moment, and a new holder names itself a moment later
+constexpr int kTries =
+    25;  // HolderOf takes a lock for a moment, and a new holder names itself a moment later
 constexpr unsigned long kPauseMs = 10;
 constexpr mode_t kForEverybody = 0666;
 
-/// A file that another user left may allow reading alone, which is enough for a lock. A file that is there is never
-/// opened with O_CREAT: of another user's, in a folder for everybody, the kernel would refuse that.
+/// A file that another user left may allow reading alone, which is enough for a lock. A file that is there is
+/// never opened with O_CREAT: of another user's, in a folder for everybody, the kernel would refuse that.
 int OpenLockFile(const char* path) {
     constexpr int kFlags = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
     int fd = open(path, O_RDWR | kFlags);
@@ -46,10 +47,16 @@ LockHolder ReadHolder(int fd) {
 
 void WriteHolder(int fd, int work) {
     const std::string text = std::to_string(getpid()) + " " + std::to_string(work) + "\n";
-    if (ftruncate(fd, 0) != 0 || pwrite(fd, text.data(), text.size(), 0) < 0) return;  // the lock holds all the same
+    if (ftruncate(fd, 0) != 0 || pwrite(fd, text.data(), text.size(), 0) < 0)
+        return;  // the lock holds all the same
 }
 
 }  // namespace
+
+std::string HolderText(const LockHolder& holder) {
+    return holder.pid > 0 ? "process " + std::to_string(holder.pid)
+                          : "a process that has not told its number";
+}
 
 Lock::Lock(const std::string& name, int work) {
     const std::string path = platform::LockPath(name);

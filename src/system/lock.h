@@ -1,5 +1,6 @@
-// Locks between processes: one updater per interface, one download per staging file. The kernel gives a lock back
-// when its holder ends, however that ends. The lock file stays; it holds the holder's process id and what it works on.
+// Locks between processes: one updater per interface, one download per staging file. The kernel gives a lock
+// back when its holder ends, however that ends. The lock file stays; it holds the holder's process id and
+// what it works on.
 #pragma once
 
 #include <optional>
@@ -16,9 +17,13 @@ struct LockHolder {
     int work = 0;  ///< what it works on: of the downloads the job's timestamp; 0: unknown
 };
 
+/// "process 4711", or that it has not told its number.
+std::string HolderText(const LockHolder& holder);
+
 class Lock {
   public:
-    /// Tries to take the lock of that name, an interface's or kDownloadLock. Blocks for a quarter of a second at most.
+    /// Tries to take the lock of that name, an interface's or kDownloadLock. Blocks for a quarter of a second
+    /// at most.
     explicit Lock(const std::string& name, int work = 0);
     ~Lock();
     Lock(const Lock&) = delete;
