@@ -7,13 +7,23 @@
 #include "db.h"
 #include "platform.h"
 #include "printable.h"
+#include "process.h"
 
 using namespace velmorin;
 
-int Fail(const std::string& what, const std::string& why) {
-    std::fflush(stdout);
+std::FILE* Out() {
+    return stdout;
+}
+
+int Fail(const std::string& what, const std::string& why, int status) {
+    std::fflush(Out());
     std::fprintf(stderr, "velmorinctl: %s: %s\n", Printable(what).c_str(), why.c_str());
-    return kExitFailure;
+    return status;
+}
+
+int Fail(const Fault& fault, const std::string& what) {
+    const int status = fault.kind == FaultKind::kSignal ? kSignalStatus + CaughtSignal() : kExitStaging;
+    return Fail(what.empty() ? StagingFile() : what, fault.text, status);
 }
 
 void Note(const std::string& text) {
@@ -25,6 +35,6 @@ std::string StagingFile() {
 }
 
 int FinishOutput() {
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return 0;
+    if (std::fflush(Out()) == 0 && std::ferror(Out()) == 0) return 0;
     return Fail("standard output", std::strerror(errno));
 }

@@ -1,14 +1,19 @@
 // How the person's tool speaks: faults and notes on standard error, each with what it is about and why.
 #pragma once
 
+#include <cstdio>
 #include <string>
 
-constexpr int kExitFailure = 1;     ///< exit status of a command that did not do its work
-constexpr int kExitUsage = 2;       ///< exit status of a command line that cannot be carried out
-constexpr int kExitUnreadable = 3;  ///< exit status when the file that a command works on cannot be read
+#include "exitstatus.h"
+#include "fault.h"
 
-/// Prints "velmorinctl: what: why" and returns kExitFailure.
-int Fail(const std::string& what, const std::string& why);
+/// Where what was asked for goes: velmorinctl's own standard output.
+std::FILE* Out();
+
+/// Prints "velmorinctl: what: why" and returns the status.
+int Fail(const std::string& what, const std::string& why, int status = kExitFailure);
+/// The same for a fault of the staging file; `what` is the file unless given. Its exit status.
+int Fail(const velmorin::Fault& fault, const std::string& what = "");
 /// Prints "velmorinctl: note: text".
 void Note(const std::string& text);
 

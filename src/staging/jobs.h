@@ -1,13 +1,25 @@
-// Queries for velmorinctl; they print nothing and never create the file. Each opens it and closes it again.
+// The staging file as velmorinctl uses it: a queue of jobs. Each call opens the file, does all of its work in one
+// transaction and closes it again, so what it says is done is done, whatever happens next, and what failed has changed
+// nothing. A lock that others hold is waited for, 5 s unless told otherwise. Nothing is printed. Without memory
+// std::bad_alloc is thrown.
 #pragma once
 
+#include <functional>
+#include <list>
 #include <string>
 #include <vector>
 
+#include "fault.h"
+#include "sendcache.h"
+
 namespace velmorin {
+
+constexpr int kLockWaitMs = 5000;     ///< for each lock
+constexpr int kRecordWaitMs = 60000;  ///< where the result of a device is to be recorded
 
 /// One row of `tag_history`.
 struct JobRow {
+    int id = 0;             ///< the row's number, which no other row ever gets
     std::string name;       ///< image path, any bytes; empty when it had 128 characters or more
     int state = 0;          ///< 0 until the result is recorded, then 1
     int chargeaddress = 0;  ///< the device's bus address
@@ -24,26 +36,47 @@ struct JobRow {
     bool IsOpen() const;  ///< the readers take it for a job to be downloaded
 };
 
-/// What is staged, of all jobs together.
-struct StagedRows {
+/// Appends every job to `jobs` in the order of insertion.
+Fault ReadJobs(const char* file, std::vector<JobRow>* jobs);
+
+/// Appends a job's groups with their packets to the cache, as they stand in the file and in the order of insertion;
+/// a packet whose group has no row is left out. `for_download` waits for the file to be writable, and fails with
+/// kNoJob unless the row is open still, which no other process changes meanwhile.
+Fault ReadGroups(const char* file, const JobRow& job, bool for_download, std::list<s_addnode>* cache);
+
+/// Fills in the next group of an image with its packets; false when there is none left.
+using NextGroup = std::function<bool(s_addnode*)>;
+
+/// Inserts an open job with its groups and packets under the first second from now on that no job and no row has,
+/// and sets the job's `timestamp` and `id`; those of the groups do not count. The file is made when it is missing.
+/// CaughtSignal() ends it with kSignal: nothing is staged then.
+Fault StageJob(const char* file, JobRow* job, const NextGroup& next_group);
+
+/// Inserts an open job without rows, for a download from memory. Else as StageJob; waits 60 s.
+Fault InsertJob(const char* file, JobRow* job);
+
+/// Closes the job of that row's number with a result and milliseconds, and removes its groups and packets. Waits 60 s,
+/// whatever signal comes. kNoJob when the row is gone.
+Fault RecordResult(const char* file, const JobRow& job, int result, int duration_ms);
+
+/// Closes every open job of that timestamp as interrupted; its rows go. `may_close` is asked while nobody else can
+/// write to the file; what it gives is the fault. kNoJob when there is none, or only closed ones.
+Fault CloseJob(const char* file, int timestamp, const std::function<Fault()>& may_close);
+
+/// What `CleanUnowned` and `CleanAll` did.
+struct Cleaned {
+    int jobs = 0;
     int groups = 0;
     int packets = 0;
-    int free_pages = 0;  ///< pages of the file that hold nothing
+    bool shrunk = false;  ///< the room was given back to the disk
 };
 
-/// Why something failed, in a few words; empty when it did not.
-using Fault = std::string;
+/// Removes the groups and packets that no open job owns.
+Fault CleanUnowned(const char* file, Cleaned* cleaned);
+/// Removes all groups and packets and closes every open job as interrupted. `may_clean` as in CloseJob.
+Fault CleanAll(const char* file, const std::function<Fault()>& may_clean, Cleaned* cleaned);
 
-/// Appends every job to `jobs` in the order of insertion.
-[[nodiscard]] Fault ReadJobs(const char* file, std::vector<JobRow>* jobs);
-/// Counts what is staged.
-[[nodiscard]] Fault CountStaged(const char* file, StagedRows* rows);
-
-/// The first open job, which is the one that is downloaded; null when there is none. Points into `jobs`.
-const JobRow* FirstOpen(const std::vector<JobRow>& jobs);
-
-/// Gives `tag_data` an index by job and group, unless it has one, so that a group's packets are found without
-/// reading all others. Failure is silent; look-ups only get slower.
-void IndexPackets(const char* file);
+/// Is the file sound? Reads all of it. With `writable`, may it be written, too?
+Fault CheckStagingFile(const char* file, bool writable);
 
 }  // namespace velmorin
