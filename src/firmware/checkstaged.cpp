@@ -6,19 +6,10 @@
 
 #include "littleendian.h"
 #include "protocol.h"
-#include "tool.h"
+#include "textcrc.h"
 
 namespace velmorin {
 namespace {
-
-unsigned int CrcA(const std::string& bytes) {
-    return tool::crc32_planA(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
-}
-
-unsigned int CrcB(const std::string& bytes) {
-    return tool::crc32_planB(reinterpret_cast<const unsigned char*>(bytes.data()),
-                             static_cast<unsigned int>(bytes.size()));
-}
 
 /// True for packet `index` of a group as it is packed, with `length` image bytes.
 bool IsPacket(const JobRow& job, const s_addnode& group, const s_datanode& packet, int index, int length) {
@@ -30,7 +21,7 @@ bool IsPacket(const JobRow& job, const s_addnode& group, const s_datanode& packe
 }
 
 /// Appends the bytes of the group at byte `start` of the image to `image`.
-Fault CheckGroup(const JobRow& job, const s_addnode& group, int start, std::string* image) {
+std::string CheckGroup(const JobRow& job, const s_addnode& group, int start, std::string* image) {
     const int length = std::min(kGroupSize, job.filesize - start);
     const int packets = PacketsOf(length);
     if (group.state != kUnconfirmed || group.address != static_cast<unsigned int>(start) + kGroupSize ||
@@ -55,19 +46,19 @@ Fault CheckGroup(const JobRow& job, const s_addnode& group, int start, std::stri
 
 }  // namespace
 
-Fault CheckStaged(const JobRow& job, const std::list<s_addnode>& cache) {
+std::string CheckStaged(const JobRow& job, const std::list<s_addnode>& cache, std::string* image) {
     if (job.filesize <= 0) return "a size of " + std::to_string(job.filesize) + " bytes";
     const int groups = GroupsOf(job.filesize);
     if (cache.size() != static_cast<std::size_t>(groups)) {
         return std::to_string(cache.size()) + " of " + std::to_string(groups) + " groups";
     }
-    std::string image;
+    image->clear();
     int index = 0;
     for (const s_addnode& group : cache) {
-        const Fault fault = CheckGroup(job, group, index++ * kGroupSize, &image);
+        const std::string fault = CheckGroup(job, group, index++ * kGroupSize, image);
         if (!fault.empty()) return "group " + std::to_string(index) + ": " + fault;
     }
-    return CrcA(image) == job.crcA && CrcB(image) == job.crcB ? "" : "the checksum of the image is wrong";
+    return CrcA(*image) == job.crcA && CrcB(*image) == job.crcB ? "" : "the checksum of the image is wrong";
 }
 
 }  // namespace velmorin

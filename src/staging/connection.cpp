@@ -16,14 +16,6 @@ Handle Open(const char* file) {
     return nullptr;
 }
 
-Handle OpenQuietly(const char* file) {
-    sqlite3* raw = nullptr;
-    const int status =
-        sqlite3_open_v2(platform::ResolvePath(file).c_str(), &raw, SQLITE_OPEN_READWRITE, nullptr);
-    Handle handle(raw);
-    return status == SQLITE_OK ? std::move(handle) : nullptr;
-}
-
 int Run(sqlite3* handle, const char* statement, const char* complaint) {
     char* raw_reason = nullptr;
     const int status = sqlite3_exec(handle, statement, nullptr, nullptr, &raw_reason);

@@ -20,10 +20,6 @@ using Text = std::unique_ptr<char, FreeText>;
 /// The file, opened and made empty where there is none. Null after "Can't open database: …" on standard
 /// error.
 Handle Open(const char* file);
-/// The file, opened where there is one, or null; says nothing either way. One without write permission is
-/// opened for reading.
-Handle OpenQuietly(const char* file);
-
 /// Runs a statement; on failure says `complaint` and SQLite's reason on standard error. The SQLite result.
 int Run(sqlite3* handle, const char* statement, const char* complaint);
 

@@ -1,6 +1,5 @@
 // Makes the staging file. Later calls assume the tables exist, so a new file is renamed into place only when
 // complete.
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,7 +13,11 @@
 
 #include "connection.h"
 #include "db.h"
+#include "newfile.h"
 #include "platform.h"
+#include "transaction.h"
+
+using namespace velmorin;
 
 namespace {
 
@@ -62,13 +65,10 @@ bool NameIsTaken(const char* file) {
 
 /// Gives the draft its name unless that is taken by now: somebody else was quicker then. False when it cannot
 /// be given.
-bool PutInPlace(const std::string& draft, const char* file) {
-    const std::string from = platform::ResolvePath(draft.c_str());
-    const std::string to = platform::ResolvePath(file);
-    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0 || errno == EEXIST)
-        return true;
-    // A kernel or file system without that rename.
-    return link(from.c_str(), to.c_str()) == 0 || errno == EEXIST;
+bool PutDraftInPlace(const std::string& draft, const std::string& place) {
+    if (!PutInPlace(draft, place)) return errno == EEXIST;
+    SyncFolder(place);  // if that fails, a later sync may do
+    return true;
 }
 
 /// True for a draft whose maker is gone; one with our own number is a former process's.
@@ -100,8 +100,27 @@ int db::DB_CreateTable(const char* file, const char* key) {
     SweepDrafts(file);
     const std::string draft = file + (kDraftMark + std::to_string(getpid()));
     const Created created = CreateTables(draft, key);
-    const bool placed = created.whole && PutInPlace(draft, file);
+    const bool placed = created.whole && PutDraftInPlace(platform::ResolvePath(draft.c_str()), platform::ResolvePath(file));
     if (created.whole && !placed) std::fprintf(stderr, "Can't open database: %s\n", std::strerror(errno));
     SweepDrafts(file);
     return created.whole && !placed ? -1 : created.status;
+}
+
+Fault velmorin::MakeStagingFile(const char* file) {
+    if (NameIsTaken(file)) return {};
+    SweepDrafts(file);
+    const std::string place = platform::ResolvePath(file);
+    const std::string draft = place + kDraftMark + std::to_string(getpid());
+    Fault fault;
+    try {
+        Transaction transaction(draft);
+        for (const char* statement : {kCreateHistory, kCreateData, kCreateInfor})
+            Statement(transaction, statement).Run();
+        transaction.Commit();
+        if (!PutDraftInPlace(draft, place)) fault = {FaultKind::kDisk, std::strerror(errno)};
+    } catch (const Fault& thrown) {
+        fault = thrown;
+    }
+    SweepDrafts(file);
+    return fault;
 }

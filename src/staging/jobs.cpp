@@ -1,45 +1,26 @@
+// What the queue holds.
 #include "jobs.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
+#include <unordered_map>
 
-#include "connection.h"
+#include "cells.h"
 #include "protocol.h"
-#include "tool.h"
+#include "transaction.h"
 
-using sqlite::Handle;
+using sqlite::AppendGroup;
+using sqlite::AppendPacket;
+using sqlite::HexText;
 using sqlite::ReadNumber;
-using sqlite::Table;
 
 namespace velmorin {
 namespace {
 
-/// Asks the query of a file that is there.
-Fault Ask(const char* file, const char* query, Table* table) {
-    if (tool::Tool_CheckNodeIsExit(file) != 1) return std::strerror(errno);
-    const Handle handle = sqlite::OpenQuietly(file);
-    if (!handle) return sqlite3_errstr(SQLITE_CANTOPEN);
-    return table->Query(handle.get(), query) == SQLITE_OK ? "" : sqlite3_errmsg(handle.get());
-}
+constexpr Patience kUsualPatience = {kLockWaitMs, true};
 
-JobRow ReadJob(const Table& table, int row) {
-    JobRow job;
-    int column = 0;
-    const auto number = [&](int base, auto* field) { ReadNumber(table.Cell(row, column++), base, field); };
-    if (const char* name = table.Cell(row, column++)) job.name = name;
-    number(10, &job.state);
-    number(16, &job.chargeaddress);
-    number(10, &job.caninterface);
-    number(10, &job.devtype);
-    number(16, &job.updateaddress);
-    number(10, &job.filesize);
-    number(10, &job.result);
-    number(10, &job.timeuse);
-    number(16, &job.crcA);
-    number(16, &job.crcB);
-    number(10, &job.timestamp);
-    return job;
+void CheckIsOpen(Transaction& file, const JobRow& job) {
+    Statement open(file, "SELECT 1 FROM tag_history WHERE id=? AND state=0 AND result=-1");
+    open.Start(job.id);
+    if (!open.Next()) throw Fault{FaultKind::kNoJob, "it is not open any more; see velmorinctl jobs"};
 }
 
 }  // namespace
@@ -49,39 +30,65 @@ bool JobRow::IsOpen() const {
 }
 
 Fault ReadJobs(const char* file, std::vector<JobRow>* jobs) {
-    Table table;
-    const Fault fault =
-        Ask(file,
-            "SELECT name,state,chargeaddress,caninterface,devtype,updateaddress,filesize,result,"
-            "timeuse,crcA,crcB,timestamp FROM tag_history ORDER BY id",
-            &table);
-    for (int row = 0; row < table.Rows(); ++row) jobs->push_back(ReadJob(table, row));
-    return fault;
+    return InTransaction(file, Access::kRead, kUsualPatience, [&](Transaction& transaction) {
+        Statement rows(transaction,
+                       "SELECT id,name,state,chargeaddress,caninterface,devtype,updateaddress,filesize,result,"
+                       "timeuse,crcA,crcB,timestamp FROM tag_history ORDER BY id");
+        for (rows.Start(); rows.Next();) {
+            JobRow& job = jobs->emplace_back();
+            int column = 0;
+            const auto number = [&](int base, auto* field) { ReadNumber(rows.Cell(column++), base, field); };
+            number(10, &job.id);
+            if (const char* name = rows.Cell(column++)) job.name = name;
+            number(10, &job.state);
+            number(16, &job.chargeaddress);
+            number(10, &job.caninterface);
+            number(10, &job.devtype);
+            number(16, &job.updateaddress);
+            number(10, &job.filesize);
+            number(10, &job.result);
+            number(10, &job.timeuse);
+            number(16, &job.crcA);
+            number(16, &job.crcB);
+            number(10, &job.timestamp);
+        }
+    });
 }
 
-Fault CountStaged(const char* file, StagedRows* rows) {
-    Table table;
-    const Fault fault = Ask(file,
-                            "SELECT (SELECT count(*) FROM tag_infor),(SELECT count(*) FROM tag_data),"
-                            "(SELECT freelist_count FROM pragma_freelist_count)",
-                            &table);
-    if (!fault.empty()) return fault;
-    ReadNumber(table.Cell(0, 0), 10, &rows->groups);
-    ReadNumber(table.Cell(0, 1), 10, &rows->packets);
-    ReadNumber(table.Cell(0, 2), 10, &rows->free_pages);
-    return fault;
+Fault ReadGroups(const char* file, const JobRow& job, bool for_download, std::list<s_addnode>* cache) {
+    const Access access = for_download ? Access::kWrite : Access::kRead;
+    return InTransaction(file, access, kUsualPatience, [&](Transaction& transaction) {
+        CheckIsOpen(transaction, job);
+        std::unordered_map<std::string, s_addnode*> by_address;
+        Statement groups(transaction,
+                         "SELECT state,address,canid,count,crc32A,crc32B,savestamp FROM tag_infor WHERE savestamp=? "
+                         "ORDER BY id");
+        for (groups.Start(job.timestamp); groups.Next();) {
+            const auto cell = [&](int column) { return groups.Cell(column); };
+            s_addnode& group = AppendGroup({cell(0), cell(1), cell(2), cell(3), cell(4), cell(5), cell(6)}, cache);
+            by_address.emplace(HexText(8, group.address), &group);
+        }
+        if (cache->empty()) return;
+        // One pass over the packets of all jobs; to search for those of each group would take the square of it.
+        Statement packets(transaction,
+                          "SELECT dataid,datalen,data,savestamp,address FROM tag_data WHERE savestamp=? ORDER BY id");
+        for (packets.Start(job.timestamp); packets.Next();) {
+            const auto cell = [&](int column) { return packets.Cell(column); };
+            const auto found = by_address.find(cell(4) != nullptr ? cell(4) : "");
+            if (found == by_address.end()) continue;
+            s_addnode& group = *found->second;
+            AppendPacket({cell(0), cell(1), cell(2), cell(3)}, group.canid, &group.dataqueue);
+        }
+    });
 }
 
-const JobRow* FirstOpen(const std::vector<JobRow>& jobs) {
-    const auto open = std::find_if(jobs.begin(), jobs.end(), [](const JobRow& job) { return job.IsOpen(); });
-    return open == jobs.end() ? nullptr : &*open;
-}
-
-void IndexPackets(const char* file) {
-    const Handle handle = sqlite::OpenQuietly(file);
-    if (!handle) return;
-    sqlite3_exec(handle.get(), "CREATE INDEX IF NOT EXISTS tag_data_group ON tag_data(savestamp,address)",
-                 nullptr, nullptr, nullptr);
+Fault CheckStagingFile(const char* file, bool writable) {
+    const Access access = writable ? Access::kWrite : Access::kRead;
+    return InTransaction(file, access, kUsualPatience, [&](Transaction& transaction) {
+        Statement check(transaction, "PRAGMA integrity_check(1)");
+        check.Start();
+        if (check.Next() && std::string(check.Cell(0)) != "ok") throw Damaged(check.Cell(0));
+    });
 }
 
 }  // namespace velmorin

@@ -19,7 +19,7 @@ constexpr int kRecordWaitMs = 60000;  ///< where the result of a device is to be
 
 /// One row of `tag_history`.
 struct JobRow {
-    int id = 0;             ///< the row's number, which no other row ever gets
+    long long id = 0;       ///< the row's number, which no other row ever gets
     std::string name;       ///< image path, any bytes; empty when it had 128 characters or more
     int state = 0;          ///< 0 until the result is recorded, then 1
     int chargeaddress = 0;  ///< the device's bus address
@@ -40,8 +40,8 @@ struct JobRow {
 Fault ReadJobs(const char* file, std::vector<JobRow>* jobs);
 
 /// Appends a job's groups with their packets to the cache, as they stand in the file and in the order of insertion;
-/// a packet whose group has no row is left out. `for_download` waits for the file to be writable, and fails with
-/// kNoJob unless the row is open still, which no other process changes meanwhile.
+/// a packet whose group has no row is left out. kNoJob unless the job is open still. `for_download`: the file must be
+/// writable, too, and nobody closes the job meanwhile.
 Fault ReadGroups(const char* file, const JobRow& job, bool for_download, std::list<s_addnode>* cache);
 
 /// Fills in the next group of an image with its packets; false when there is none left.
@@ -52,7 +52,7 @@ using NextGroup = std::function<bool(s_addnode*)>;
 /// CaughtSignal() ends it with kSignal: nothing is staged then.
 Fault StageJob(const char* file, JobRow* job, const NextGroup& next_group);
 
-/// Inserts an open job without rows, for a download from memory. Else as StageJob; waits 60 s.
+/// Inserts an open job without groups, for a download from memory; else as StageJob.
 Fault InsertJob(const char* file, JobRow* job);
 
 /// Closes the job of that row's number with a result and milliseconds, and removes its groups and packets. Waits 60 s,

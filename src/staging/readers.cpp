@@ -1,21 +1,19 @@
 // The readers of the staging file: the open job, its groups, a group's packets.
-#include <algorithm>
 #include <cstdio>
-#include <cstring>
 
+#include "cells.h"
 #include "connection.h"
 #include "db.h"
-#include "protocol.h"
 #include "tool.h"
 
+using sqlite::AppendGroup;
+using sqlite::AppendPacket;
 using sqlite::Handle;
 using sqlite::ReadNumber;
 using sqlite::Table;
 using sqlite::Text;
 
 namespace {
-
-constexpr int kDecodedBytes = 64;
 
 /// Opens an existing file; null, reason printed, if missing, unreadable or a key is given.
 Handle OpenExisting(const char* file, const char* key, int key_fault) {
@@ -33,24 +31,6 @@ Handle OpenExisting(const char* file, const char* key, int key_fault) {
 void QueryAloud(sqlite3* handle, const Text& query, Table* table) {
     const int status = table->Query(handle, query.get());
     if (status != SQLITE_OK) std::printf("sqlite3 get table failed error code: %d\n", status);
-}
-
-/// Decodes at most as many digits as `bytes` has room for. Text of odd length decodes to nothing, and what is
-/// not decoded is 0.
-void Decode(const char* text, unsigned char (&bytes)[kDecodedBytes]) {
-    std::memset(bytes, 0, sizeof bytes);
-    const std::size_t length = std::strlen(text);
-    const std::size_t room = 2 * kDecodedBytes - length % 2;  // odd stays odd
-    int count = 0;
-    tool::Tool_StringToHex(text, static_cast<int>(std::min(length, room)), bytes, &count);
-}
-
-void ReadEightDigits(const char* cell, unsigned int* field) {
-    if (cell == nullptr) return;
-    unsigned char bytes[kDecodedBytes];
-    Decode(cell, bytes);
-    *field = 0;
-    for (int i = 0; i < 4; ++i) *field = *field << 8 | bytes[i];
 }
 
 }  // namespace
@@ -91,15 +71,9 @@ int db::DB_GetInfor(int savestamp, std::list<s_addnode>* cache, const char* file
     const int crc_b = table.Column("crc32B");
     const int stamp = table.Column("savestamp");
     for (int row = 0; row < table.Rows(); ++row) {
-        s_addnode& group = cache->emplace_back();
-        group.addrstate = velmorin::kAddressMissing;
-        ReadNumber(table.Cell(row, state), 10, &group.state);
-        ReadNumber(table.Cell(row, address), 16, &group.address);
-        ReadEightDigits(table.Cell(row, canid), &group.canid);
-        ReadNumber(table.Cell(row, count), 10, &group.count);
-        ReadEightDigits(table.Cell(row, crc_a), &group.crc32A);
-        ReadEightDigits(table.Cell(row, crc_b), &group.crc32B);
-        ReadNumber(table.Cell(row, stamp), 10, &group.savestamp);
+        const auto cell = [&](int column) { return table.Cell(row, column); };
+        AppendGroup({cell(state), cell(address), cell(canid), cell(count), cell(crc_a), cell(crc_b), cell(stamp)},
+                    cache);
     }
     return 0;
 }
@@ -118,16 +92,8 @@ int db::DB_GetData(std::deque<s_datanode>* queue, int address, unsigned int cani
     const int data = table.Column("data");
     const int stamp = table.Column("savestamp");
     for (int row = 0; row < table.Rows(); ++row) {
-        s_datanode& packet = queue->emplace_back();
-        packet.frame.can_id = canid | CAN_EFF_FLAG;
-        ReadNumber(table.Cell(row, dataid), 10, &packet.dataid);
-        ReadNumber(table.Cell(row, datalen), 10, &packet.frame.can_dlc);
-        ReadNumber(table.Cell(row, stamp), 10, &packet.savestamp);
-        if (const char* digits = table.Cell(row, data)) {
-            unsigned char bytes[kDecodedBytes];
-            Decode(digits, bytes);
-            std::copy_n(bytes, sizeof packet.frame.data, packet.frame.data);
-        }
+        const auto cell = [&](int column) { return table.Cell(row, column); };
+        AppendPacket({cell(dataid), cell(datalen), cell(data), cell(stamp)}, canid, queue);
     }
     return 0;
 }
