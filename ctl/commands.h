@@ -2,6 +2,7 @@
 // status: 0 only when all of its work is done, and what is not has been said on standard error.
 #pragma once
 
+#include <optional>
 #include <string>
 
 /// Where an image goes; each value from 0 to 255.
@@ -12,15 +13,12 @@ struct Target {
     int port = -1;  ///< -1: the one that goes with the charge address
 };
 
-/// Packs the image into rows, then reads them back and compares. What is staged in part is closed at once.
-int Stage(const std::string& image, const Target& target);
-/// Downloads the open staged job, unless its rows are damaged, records the result and empties what is staged.
-/// 128 plus its number when a signal ended it.
-int Download();
-/// Writes the payload of the open staged job to a file that does not exist yet. A damaged job's is written as
-/// far as it goes, and that it is damaged is a failure.
-int Export(const std::string& path);
-/// Closes the open job of that timestamp as interrupted.
+/// Stages the image, whole or not at all, and tells which job it became and how long its download will take.
+int Stage(const std::string& image, const Target& target, bool as_json);
+/// Writes the image of an open staged job to a file that does not exist yet: of the first whole one, or of that
+/// timestamp's.
+int Export(const std::string& path, std::optional<int> timestamp);
+/// Closes the open job of that timestamp as interrupted; what was staged of it goes.
 int Close(int timestamp);
-/// Empties the staged groups and packets of every job.
-int Clean();
+/// Removes the groups and packets that no open job owns; with `all` everything staged, and closes every open job.
+int Clean(bool all);

@@ -71,9 +71,9 @@ void PrintTable(const std::vector<JobRow>& jobs) {
     }
     for (const Row& row : rows) {
         for (std::size_t i = 0; i + 1 < kColumns; ++i) {
-            std::printf("%*s  ", kRightAligned[i] ? widths[i] : -widths[i], row[i].c_str());
+            std::fprintf(Out(), "%*s  ", kRightAligned[i] ? widths[i] : -widths[i], row[i].c_str());
         }
-        std::puts(row.back().c_str());
+        std::fprintf(Out(), "%s\n", row.back().c_str());
     }
 }
 
@@ -100,15 +100,23 @@ void PrintJson(const std::vector<JobRow>& jobs) {
     nlohmann::ordered_json array = nlohmann::ordered_json::array();
     for (const JobRow& job : jobs) array.push_back(JsonJob(job));
     // A file name may be any bytes; JSON has to be UTF-8.
-    std::puts(array.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
+    const std::string text = array.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    std::fprintf(Out(), "%s\n", text.c_str());
 }
 
 }  // namespace
 
-int PrintJobs(bool as_json) {
+int PrintJobs(const ListOptions& options) {
     std::vector<JobRow> jobs;
     const Fault fault = ReadJobs(kStagingFile, &jobs);
-    if (!fault.empty()) return Fail(StagingFile(), fault);
-    as_json ? PrintJson(jobs) : PrintTable(jobs);
+    if (fault.kind == FaultKind::kMissing) {
+        Note(StagingFile() + ": " + fault.text);
+    } else if (fault) {
+        return Fail(fault);
+    }
+    if (options.only_open) std::erase_if(jobs, [](const JobRow& job) { return !job.IsOpen(); });
+    const auto last = static_cast<std::size_t>(options.last);
+    if (jobs.size() > last) jobs.erase(jobs.begin(), jobs.end() - options.last);
+    options.as_json ? PrintJson(jobs) : PrintTable(jobs);
     return FinishOutput();
 }

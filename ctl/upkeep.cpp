@@ -1,10 +1,6 @@
-#include <algorithm>
-#include <cstdio>
-#include <vector>
-
 #include "commands.h"
 #include "db.h"
-#include "jobs.h"
+#include "lock.h"
 #include "openjob.h"
 #include "protocol.h"
 #include "report.h"
@@ -13,42 +9,47 @@ using namespace velmorin;
 
 namespace {
 
-/// Reads the jobs: is one of that timestamp open?
-Fault FindOpen(int timestamp, bool* open) {
-    std::vector<JobRow> jobs;
-    const Fault fault = ReadJobs(kStagingFile, &jobs);
-    *open = std::any_of(jobs.begin(), jobs.end(),
-                        [=](const JobRow& job) { return job.IsOpen() && job.timestamp == timestamp; });
-    return fault;
+/// A job that is being downloaded is its download's alone. A holder that has not said yet what it works on may be about
+/// to take this very one.
+Fault RefuseWhileDownloaded(std::optional<int> timestamp, bool* downloaded) {
+    const std::optional<LockHolder> holder = HolderOf(kDownloadLock);
+    *downloaded = holder && (!timestamp || holder->work == *timestamp || holder->work == 0);
+    if (!*downloaded) return {};
+    const std::string who = holder->pid > 0 ? " by process " + std::to_string(holder->pid) : "";
+    return {FaultKind::kBusy, "it is being downloaded" + who + "; end that first, or wait for it"};
+}
+
+/// How a fault ends the command; `downloaded`: because of a download that runs.
+int FailToChange(const Fault& fault, bool downloaded, const std::string& what) {
+    const int status = Fail(fault, fault.kind == FaultKind::kNoJob || downloaded ? what : "");
+    return downloaded ? kExitBusy : status;
 }
 
 }  // namespace
 
 int Close(int timestamp) {
-    const std::string job = "job " + std::to_string(timestamp);
-    bool open = false;
-    Fault fault = FindOpen(timestamp, &open);
-    if (!fault.empty()) return Fail(StagingFile(), fault);
-    if (!open) return Fail(job, "no open job has this timestamp");
-    db().DB_CloseJob(kResultInterrupted, timestamp, kStagingFile, nullptr);
-    fault = FindOpen(timestamp, &open);
-    if (!fault.empty()) return Fail(StagingFile(), fault);
-    if (open) return Fail(job, "it could not be closed");
-    std::printf("closed: %s, %s\n", job.c_str(), ResultText(kResultInterrupted));
+    bool downloaded = false;
+    const Fault fault =
+        CloseJob(kStagingFile, timestamp, [&] { return RefuseWhileDownloaded(timestamp, &downloaded); });
+    if (fault) return FailToChange(fault, downloaded, JobText(timestamp));
+    std::fprintf(Out(), "closed: %s, %s\n", JobText(timestamp).c_str(), ResultText(kResultInterrupted));
     return FinishOutput();
 }
 
-int Clean() {
-    if (!StagingFileIsWritable()) return kExitFailure;
-    db().DB_Clean(kStagingFile, nullptr);
-    StagedRows left;
-    const Fault fault = CountStaged(kStagingFile, &left);
-    if (!fault.empty()) return Fail(StagingFile(), fault);
-    if (left.groups != 0 || left.packets != 0) {
-        return Fail(StagingFile(), std::to_string(left.groups) + " groups and " +
-                                       std::to_string(left.packets) + " packets are still staged");
+int Clean(bool all) {
+    bool downloaded = false;
+    Cleaned cleaned;
+    const Fault fault = all ? CleanAll(
+                                  kStagingFile, [&] { return RefuseWhileDownloaded({}, &downloaded); }, &cleaned)
+                            : CleanUnowned(kStagingFile, &cleaned);
+    if (fault.kind == FaultKind::kMissing) {
+        Note(StagingFile() + ": there is no staging file, so there is nothing to clean");
+        return kExitDone;
     }
-    if (left.free_pages != 0) return Fail(StagingFile(), "emptied, but its room is not given back");
-    std::puts("cleaned");
+    if (fault) return FailToChange(fault, downloaded, "a staged job");
+    if (!cleaned.shrunk) Note(StagingFile() + ": in use, so its room is not given back yet; clean again later");
+    std::fprintf(Out(), "cleaned: %d groups, %d packets", cleaned.groups, cleaned.packets);
+    if (all) std::fprintf(Out(), "; closed: %d jobs", cleaned.jobs);
+    std::fputs("\n", Out());
     return FinishOutput();
 }

@@ -5,17 +5,16 @@
 
 namespace velmorin {
 
-/// Seconds from the first pass to the last, for an image of `bytes` at `packets_per_pass` packets in 10 ms, more
-/// than 0. Counts what the updater waits for; the device's own time, such as that of erasing, is not known.
-constexpr double ExpectedSeconds(int bytes, int packets_per_pass) {
-    // Each group: its start, its packets, the last of which the group's end follows at once, and its verdict.
-    constexpr int kPassesAround = 2;
-    const int groups = GroupsOf(bytes);
-    const int data = (kPacketsPerGroup + packets_per_pass - 1) / packets_per_pass;
-    const int link = static_cast<int>(kHeartbeatPasses * kHeartbeatsForLink);
-    const int idle = (kPassMs + kIdlePauseMs) / kPassMs;  // one pass, until the go-ahead is taken
-    const double passes = link + idle + static_cast<double>(groups) * (data + kPassesAround);
-    return passes * kPassMs / 1000 + kClosingPauseS;
+/// Seconds from the first pass to the reset reply for an image of `bytes` at `pace` packets in 10 ms; 0: as fast as a
+/// bus at 125000 bit/s takes them. The device's own time, such as that of erasing, is not known and does not count.
+constexpr double ExpectedSeconds(int bytes, int pace) {
+    constexpr double kFrameBits = 145;  // of a data frame, with the usual stuff bits
+    constexpr double kMostInAPass = kBusBitrate / kFrameBits * kPassMs / 1000;
+    constexpr int kPassesAround = 2;  // a group's start and its end
+    const double packets_in_a_pass = pace == 0 || pace > kMostInAPass ? kMostInAPass : pace;
+    const double passes = static_cast<double>(kHeartbeatPasses * kHeartbeatsForLink) +
+                          GroupsOf(bytes) * (kPacketsPerGroup / packets_in_a_pass + kPassesAround);
+    return passes * kPassMs / 1000;
 }
 
 }  // namespace velmorin
