@@ -5,20 +5,15 @@
 #include <optional>
 #include <string>
 
-/// Where an image goes; each value from 0 to 255.
-struct Target {
-    int charge = 0;
-    int device = 0;
-    int update = 0;
-    int port = -1;  ///< -1: the one that goes with the charge address
-};
+#include "stagedjob.h"
 
 /// Stages the image, whole or not at all, and tells which job it became and how long its download will take.
-int Stage(const std::string& image, const Target& target, bool as_json);
-/// Writes the image of an open staged job to a file that does not exist yet: of the first whole one, or of that
-/// timestamp's.
+int Stage(const std::string& image, const velmorin::Target& target, bool as_json);
+/// Writes the image of an open staged job to a file that does not exist yet: of the first whole one, or of
+/// that timestamp's.
 int Export(const std::string& path, std::optional<int> timestamp);
 /// Closes the open job of that timestamp as interrupted; what was staged of it goes.
 int Close(int timestamp);
-/// Removes the groups and packets that no open job owns; with `all` everything staged, and closes every open job.
+/// Removes the groups and packets that no open job owns; with `all` everything staged, and closes every open
+/// job.
 int Clean(bool all);

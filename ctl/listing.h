@@ -9,6 +9,6 @@ struct ListOptions {
     int last = INT_MAX;  ///< how many at most, from the newest
 };
 
-/// Prints the jobs, oldest first, as a table or as one JSON array. The exit status. Without a staging file there are
-/// none, which a note tells.
+/// Prints the jobs, oldest first, as a table or as one JSON array. The exit status. Without a staging file
+/// there are none, which a note tells.
 int PrintJobs(const ListOptions& options);

@@ -8,8 +8,6 @@
 
 #include "arguments.h"
 #include "commands.h"
-#include "dbc.h"
-#include "explain.h"
 #include "listing.h"
 #include "platform.h"
 #include "process.h"
@@ -29,7 +27,9 @@ struct CommandLine {
     Target target;
     std::string file;
     int timestamp = 0;
-    ExplainRequest explain;
+    std::optional<int> job;
+    bool all = false;
+    ListOptions list;
     std::function<int()> command;
 };
 
@@ -42,47 +42,24 @@ void AddStage(CLI::App* app, CommandLine* line) {
     AddNumber(stage, "--update", kHexByte, &line->target.update, "update address")->required();
     AddNumber(stage, "--port", kByte, &line->target.port,
               "port number (default: 1 for charge address e0, 2 for e1, else 0)");
-    stage->callback([line] { line->command = [line] { return Stage(line->image, line->target); }; });
-}
-
-int ExplainLog(const ExplainRequest& request) {
-    constexpr int kStatus[] = {0, kExitUsage, kExitUnreadable, kExitFailure};  // by ExplainEnd
-    const ExplainOutcome outcome = Explain(request);
-    std::fwrite(outcome.output.data(), 1, outcome.output.size(), stdout);
-    if (!outcome.why.empty()) Fail(outcome.what, outcome.why);
-    const int printed = FinishOutput();
-    return outcome.why.empty() ? printed : kStatus[static_cast<int>(outcome.end)];
-}
-
-void AddExplain(CLI::App* app, CommandLine* line) {
-    CLI::App* explain =
-        app->add_subcommand("explain", "say what a candump log shows of updates, and why they failed");
-    ExplainRequest* request = &line->explain;
-    explain->add_option("LOG", request->log, "the log, gzip'ed or not; - for standard input")
-        ->required()
-        ->type_name("");
-    AddNumber(explain, "--charge", kHexByte, &request->charge,
-              "only the updates of the device at this address");
-    explain->add_flag("--json", request->as_json, "as one JSON document");
-    explain->add_option("--html", request->html, "write it as a page, too")->type_name("FILE");
-    explain->callback([line, request] { line->command = [request] { return ExplainLog(*request); }; });
+    stage->add_flag("--json", line->as_json, "as one JSON object");
+    stage->callback(
+        [line] { line->command = [line] { return Stage(line->image, line->target, line->as_json); }; });
 }
 
 void AddCommands(CLI::App* app, CommandLine* line) {
     CLI::App* jobs = app->add_subcommand("jobs", "list every job with its result");
-    jobs->add_flag("--json", line->as_json, "as one JSON array");
-    jobs->callback([line] { line->command = [line] { return PrintJobs(line->as_json); }; });
+    jobs->add_flag("--json", line->list.as_json, "as one JSON array");
+    jobs->add_flag("--open", line->list.only_open, "only those that are open");
+    AddNumber(jobs, "--last", {10, 1, INT_MAX}, &line->list.last, "the newest N alone");
+    jobs->callback([line] { line->command = [line] { return PrintJobs(line->list); }; });
 
     AddStage(app, line);
-    AddExplain(app, line);
-
-    CLI::App* download =
-        app->add_subcommand("download", "download the open staged job and record its result");
-    download->callback([line] { line->command = Download; });
 
     CLI::App* file = app->add_subcommand("export", "write the image of the open staged job to a new file");
     file->add_option("FILE", line->file, "the file to make")->required()->type_name("");
-    file->callback([line] { line->command = [line] { return Export(line->file); }; });
+    file->add_option("--job", line->job, "that job instead of the oldest one");
+    file->callback([line] { line->command = [line] { return Export(line->file, line->job); }; });
 
     CLI::App* close =
         app->add_subcommand("close", "close an open job that nobody will finish, as interrupted");
@@ -92,12 +69,8 @@ void AddCommands(CLI::App* app, CommandLine* line) {
     close->callback([line] { line->command = [line] { return Close(line->timestamp); }; });
 
     CLI::App* clean = app->add_subcommand("clean", "empty what is staged; the jobs stay");
-    clean->callback([line] { line->command = Clean; });
-
-    CLI::App* dbc = app->add_subcommand("dbc", "print the protocol's frames as a DBC database");
-    AddNumber(dbc, "--charge", kHexByte, &line->target.charge, "address of the device on the bus")
-        ->required();
-    dbc->callback([line] { line->command = [line] { return PrintDbc(line->target.charge); }; });
+    clean->add_flag("--all", line->all, "everything, and close the open jobs");
+    clean->callback([line] { line->command = [line] { return Clean(line->all); }; });
 }
 
 }  // namespace
@@ -113,8 +86,8 @@ int main(int argc, char** argv) try {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : kExitUsage;
     }
-    HoldStandardDescriptors();
-    IgnoreWriteSignals();
+    PrepareProcess();
+    Out();
     platform::AnnounceBench("velmorinctl");
     return line.command();
 } catch (const std::bad_alloc&) {

@@ -8,14 +8,15 @@ using namespace velmorin;
 namespace {
 
 std::string Remedy(const PassedOver& passed) {
-    return passed.why + "; if nobody will finish it: velmorinctl close " + std::to_string(passed.job.timestamp);
+    return passed.why + "; if nobody will finish it: velmorinctl close " +
+           std::to_string(passed.job.timestamp);
 }
 
 }  // namespace
 
 int ChooseJobs(std::optional<int> timestamp, Which which, std::vector<JobRow>* jobs) {
     OpenJobs open;
-    const Fault fault = SortOpenJobs(kStagingFile, timestamp, which, &open);
+    const Fault fault = SortOpenJobs(kStagingFile, timestamp, &open, which);
     if (fault) return Fail(fault, fault.kind == FaultKind::kNoJob ? JobText(*timestamp) : "");
     const bool asked_for = timestamp && open.whole.empty();
     for (const PassedOver& passed : open.passed_over) {

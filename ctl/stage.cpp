@@ -36,12 +36,7 @@ int Stage(const std::string& path, const Target& target, bool as_json) {
     const std::string unfit = ReadImage(path, &image);
     if (!unfit.empty()) return Fail(path, unfit, kExitStaging);
 
-    JobRow job;
-    job.chargeaddress = target.charge;
-    job.caninterface = target.port >= 0 ? target.port : PortNumber(target.charge);
-    job.devtype = target.device;
-    job.updateaddress = target.update;
-    DescribeImage(path, image, &job);
+    JobRow job = DescribeJob(path, target, image);
     if (const Fault fault = StageImage(kStagingFile, image, &job)) return Fail(fault);
     PrintStaged(job, as_json);
     return FinishOutput();

@@ -9,8 +9,8 @@ using namespace velmorin;
 
 namespace {
 
-/// A job that is being downloaded is its download's alone. A holder that has not said yet what it works on may be about
-/// to take this very one.
+/// A job that is being downloaded is its download's alone. A holder that has not said yet what it works on
+/// may be about to take this very one.
 Fault RefuseWhileDownloaded(std::optional<int> timestamp, bool* downloaded) {
     const std::optional<LockHolder> holder = HolderOf(kDownloadLock);
     *downloaded = holder && (!timestamp || holder->work == *timestamp || holder->work == 0);
@@ -39,15 +39,17 @@ int Close(int timestamp) {
 int Clean(bool all) {
     bool downloaded = false;
     Cleaned cleaned;
-    const Fault fault = all ? CleanAll(
-                                  kStagingFile, [&] { return RefuseWhileDownloaded({}, &downloaded); }, &cleaned)
-                            : CleanUnowned(kStagingFile, &cleaned);
+    const Fault fault =
+        all ? CleanAll(
+                  kStagingFile, [&] { return RefuseWhileDownloaded({}, &downloaded); }, &cleaned)
+            : CleanUnowned(kStagingFile, &cleaned);
     if (fault.kind == FaultKind::kMissing) {
         Note(StagingFile() + ": there is no staging file, so there is nothing to clean");
         return kExitDone;
     }
     if (fault) return FailToChange(fault, downloaded, "a staged job");
-    if (!cleaned.shrunk) Note(StagingFile() + ": in use, so its room is not given back yet; clean again later");
+    if (!cleaned.shrunk)
+        Note(StagingFile() + ": in use, so its room is not given back yet; clean again later");
     std::fprintf(Out(), "cleaned: %d groups, %d packets", cleaned.groups, cleaned.packets);
     if (all) std::fprintf(Out(), "; closed: %d jobs", cleaned.jobs);
     std::fputs("\n", Out());

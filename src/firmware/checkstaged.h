@@ -9,9 +9,10 @@
 
 namespace velmorin {
 
-/// Puts the image together again that the cache holds of the job, and checks that it is whole and as it was packed:
-/// addresses, identifiers, packets, order, sizes and every checksum. What differs first, for a person to read; empty
-/// when nothing does.
-[[nodiscard]] std::string CheckStaged(const JobRow& job, const std::list<s_addnode>& cache, std::string* image);
+/// Puts the image together again that the cache holds of the job, and checks that it is whole and as it was
+/// packed: addresses, identifiers, packets, order, sizes and every checksum. What differs first, for a person
+/// to read; empty when nothing does.
+[[nodiscard]] std::string CheckStaged(const JobRow& job, const std::list<s_addnode>& cache,
+                                      std::string* image);
 
 }  // namespace velmorin

@@ -44,24 +44,32 @@ std::string ReadImage(const std::string& path, std::string* image) {
     if (status.st_size > INT_MAX) return "2 GiB or more, which no device takes";
     image->resize(static_cast<std::size_t>(status.st_size));
     if (std::fread(image->data(), 1, image->size(), file.get()) == image->size()) return "";
-    return std::ferror(file.get()) != 0 ? std::strerror(errno) : "it got shorter while it was read; try again";
+    return std::ferror(file.get()) != 0 ? std::strerror(errno)
+                                        : "it got shorter while it was read; try again";
 }
 
-void DescribeImage(const std::string& path, const std::string& image, JobRow* job) {
-    job->name = path.size() < sizeof s_history::name ? path : "";
-    job->filesize = static_cast<int>(image.size());
-    job->crcA = CrcA(image);
-    job->crcB = CrcB(image);
+JobRow DescribeJob(const std::string& path, const Target& target, const std::string& image) {
+    JobRow job;
+    job.name = path.size() < sizeof s_history::name ? path : "";
+    job.chargeaddress = target.charge;
+    job.caninterface = target.port >= 0 ? target.port : PortNumber(target.charge);
+    job.devtype = target.device;
+    job.updateaddress = target.update;
+    job.filesize = static_cast<int>(image.size());
+    job.crcA = CrcA(image);
+    job.crcB = CrcB(image);
+    return job;
 }
 
 void PackForDevice(const std::string& image, JobRow* job, std::list<s_addnode>* cache) {
     std::string padded = image;
-    padded.resize(static_cast<std::size_t>(GroupsOf(job->filesize)) * kGroupSize, static_cast<char>(kPadding));
+    padded.resize(static_cast<std::size_t>(GroupsOf(job->filesize)) * kGroupSize,
+                  static_cast<char>(kPadding));
     job->crcA = CrcA(padded);
     PackData packer = PackerFor(*job);
     for (int group = 0; group < GroupsOf(job->filesize); ++group) {
-        packer.Pack_WriteDataToDBV2(cache, group, Bytes(padded) + static_cast<std::ptrdiff_t>(group) * kGroupSize,
-                                    kGroupSize);
+        packer.Pack_WriteDataToDBV2(
+            cache, group, Bytes(padded) + static_cast<std::ptrdiff_t>(group) * kGroupSize, kGroupSize);
     }
 }
 
@@ -72,7 +80,8 @@ Fault StageImage(const char* file, const std::string& image, JobRow* job) {
         const int start = index * kGroupSize;
         if (start >= job->filesize) return false;
         std::list<s_addnode> group;
-        packer.Pack_WriteDataToDBV2(&group, index++, Bytes(image) + start, std::min(kGroupSize, job->filesize - start));
+        packer.Pack_WriteDataToDBV2(&group, index++, Bytes(image) + start,
+                                    std::min(kGroupSize, job->filesize - start));
         *next = std::move(group.front());
         return true;
     });
@@ -86,7 +95,7 @@ Fault ReadStagedImage(const char* file, const JobRow& job, bool for_download, st
     return fault;
 }
 
-Fault SortOpenJobs(const char* file, std::optional<int> timestamp, Which which, OpenJobs* jobs) {
+Fault SortOpenJobs(const char* file, std::optional<int> timestamp, OpenJobs* jobs, Which which) {
     std::vector<JobRow> rows;
     if (Fault fault = ReadJobs(file, &rows)) return fault;
     const JobRow* closed = nullptr;
@@ -108,7 +117,8 @@ Fault SortOpenJobs(const char* file, std::optional<int> timestamp, Which which, 
         }
     }
     if (!timestamp || !jobs->whole.empty() || !jobs->passed_over.empty()) return {};
-    if (closed != nullptr) return {FaultKind::kNoJob, std::string("it is closed: ") + ResultText(closed->result)};
+    if (closed != nullptr)
+        return {FaultKind::kNoJob, std::string("it is closed: ") + ResultText(closed->result)};
     return {FaultKind::kNoJob, "no job has this timestamp; see velmorinctl jobs"};
 }
 

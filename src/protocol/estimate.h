@@ -5,8 +5,9 @@
 
 namespace velmorin {
 
-/// Seconds from the first pass to the reset reply for an image of `bytes` at `pace` packets in 10 ms; 0: as fast as a
-/// bus at 125000 bit/s takes them. The device's own time, such as that of erasing, is not known and does not count.
+/// Seconds from the first pass to the reset reply for an image of `bytes` at `pace` packets in 10 ms; 0: as
+/// fast as a bus at 125000 bit/s takes them. The device's own time, such as that of erasing, is not known and
+/// does not count.
 constexpr double ExpectedSeconds(int bytes, int pace) {
     constexpr double kFrameBits = 145;  // of a data frame, with the usual stuff bits
     constexpr double kMostInAPass = kBusBitrate / kFrameBits * kPassMs / 1000;

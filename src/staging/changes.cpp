@@ -17,12 +17,14 @@ namespace {
 constexpr Patience kUsualPatience = {kLockWaitMs, true};
 constexpr Patience kRecordPatience = {kRecordWaitMs, false};
 
-/// The first second from now on that no job and no row has. Chosen while nobody else can write, so nobody else gets it.
+/// The first second from now on that no job and no row has. Chosen while nobody else can write, so nobody
+/// else gets it.
 int FreeSecond(Transaction& file) {
     long long second = static_cast<int>(std::time(nullptr));
-    Statement taken(file,
-                    "SELECT timestamp FROM tag_history WHERE timestamp>=?1 UNION SELECT savestamp FROM tag_infor WHERE "
-                    "savestamp>=?1 UNION SELECT savestamp FROM tag_data WHERE savestamp>=?1 ORDER BY 1");
+    Statement taken(
+        file,
+        "SELECT timestamp FROM tag_history WHERE timestamp>=?1 UNION SELECT savestamp FROM tag_infor WHERE "
+        "savestamp>=?1 UNION SELECT savestamp FROM tag_data WHERE savestamp>=?1 ORDER BY 1");
     for (taken.Start(second); taken.Next();) {
         long long other = 0;
         sqlite::ReadNumber(taken.Cell(0), 10, &other);
@@ -37,9 +39,9 @@ void InsertRow(Transaction& file, JobRow* job) {
     job->state = 0;
     job->result = kResultOpen;
     Statement insert(file, "INSERT INTO tag_history VALUES(NULL,0,?,?,?,?,?,?,-1,?,?,?,?)");
-    insert.Run(job->name, HexText(2, static_cast<unsigned int>(job->chargeaddress)), job->caninterface, job->devtype,
-               HexText(2, static_cast<unsigned int>(job->updateaddress)), job->filesize, job->timeuse, HexText(8, job->crcA),
-               HexText(8, job->crcB), job->timestamp);
+    insert.Run(job->name, HexText(2, static_cast<unsigned int>(job->chargeaddress)), job->caninterface,
+               job->devtype, HexText(2, static_cast<unsigned int>(job->updateaddress)), job->filesize,
+               job->timeuse, HexText(8, job->crcA), HexText(8, job->crcB), job->timestamp);
     job->id = sqlite3_last_insert_rowid(file.Get());
 }
 
@@ -49,12 +51,14 @@ void InsertGroups(Transaction& file, int savestamp, const NextGroup& next_group)
     for (s_addnode group; next_group(&group); group = {}) {
         if (CaughtSignal() != 0) throw file.LastFault();
         const std::string address = HexText(8, group.address), canid = HexText(8, group.canid);
-        group_row.Run(address, canid, group.count, HexText(8, group.crc32A), HexText(8, group.crc32B), savestamp);
+        group_row.Run(address, canid, group.count, HexText(8, group.crc32A), HexText(8, group.crc32B),
+                      savestamp);
         for (const s_datanode& packet : group.dataqueue) {
             char digits[2 * sizeof packet.frame.data + 1] = "";
             int length = 0;
             tool::Tool_HexToString(packet.frame.data, sizeof packet.frame.data, digits, &length);
-            packet_row.Run(address, canid, packet.dataid, packet.frame.can_dlc, std::string(digits), savestamp);
+            packet_row.Run(address, canid, packet.dataid, packet.frame.can_dlc, std::string(digits),
+                           savestamp);
         }
     }
 }
@@ -78,7 +82,8 @@ bool HoldsRows(Transaction& file) {
     return rows.Next();
 }
 
-/// Gives the room of rows that are gone back to the disk; not while others have the file, and not after a signal.
+/// Gives the room of rows that are gone back to the disk; not while others have the file, and not after a
+/// signal.
 bool Shrink(const char* file, bool with_rows_left) try {
     Transaction transaction(file, Access::kRead, {0, true});
     const bool worth_it = with_rows_left || !HoldsRows(transaction);
@@ -122,8 +127,9 @@ Fault RecordResult(const char* file, const JobRow& job, int result, int duration
 Fault CloseJob(const char* file, int timestamp, const std::function<Fault()>& may_close) {
     const Fault fault = InTransaction(file, Access::kWrite, kUsualPatience, [&](Transaction& transaction) {
         if (const Fault refusal = may_close()) throw refusal;
-        Statement close(transaction,
-                        "UPDATE tag_history SET state=1,result=? WHERE timestamp=? AND state=0 AND result=-1");
+        Statement close(
+            transaction,
+            "UPDATE tag_history SET state=1,result=? WHERE timestamp=? AND state=0 AND result=-1");
         if (close.Run(kResultInterrupted, timestamp) == 0) throw NoOpenJob(transaction, timestamp);
         RemoveRows(transaction, timestamp);
     });
@@ -135,10 +141,13 @@ Fault CleanUnowned(const char* file, Cleaned* cleaned) {
     const Fault fault = InTransaction(file, Access::kWrite, kUsualPatience, [&](Transaction& transaction) {
         // Also those without a job's second at all.
         constexpr char kUnowned[] =
-            " WHERE savestamp IS NULL OR savestamp NOT IN (SELECT timestamp FROM tag_history WHERE state=0 AND "
+            " WHERE savestamp IS NULL OR savestamp NOT IN (SELECT timestamp FROM tag_history WHERE state=0 "
+            "AND "
             "result=-1 AND timestamp IS NOT NULL)";
-        cleaned->groups = Statement(transaction, (std::string("DELETE FROM tag_infor") + kUnowned).c_str()).Run();
-        cleaned->packets = Statement(transaction, (std::string("DELETE FROM tag_data") + kUnowned).c_str()).Run();
+        cleaned->groups =
+            Statement(transaction, (std::string("DELETE FROM tag_infor") + kUnowned).c_str()).Run();
+        cleaned->packets =
+            Statement(transaction, (std::string("DELETE FROM tag_data") + kUnowned).c_str()).Run();
     });
     if (!fault) cleaned->shrunk = Shrink(file, true);
     return fault;

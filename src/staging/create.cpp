@@ -100,7 +100,8 @@ int db::DB_CreateTable(const char* file, const char* key) {
     SweepDrafts(file);
     const std::string draft = file + (kDraftMark + std::to_string(getpid()));
     const Created created = CreateTables(draft, key);
-    const bool placed = created.whole && PutDraftInPlace(platform::ResolvePath(draft.c_str()), platform::ResolvePath(file));
+    const bool placed =
+        created.whole && PutDraftInPlace(platform::ResolvePath(draft.c_str()), platform::ResolvePath(file));
     if (created.whole && !placed) std::fprintf(stderr, "Can't open database: %s\n", std::strerror(errno));
     SweepDrafts(file);
     return created.whole && !placed ? -1 : created.status;

@@ -31,9 +31,10 @@ bool JobRow::IsOpen() const {
 
 Fault ReadJobs(const char* file, std::vector<JobRow>* jobs) {
     return InTransaction(file, Access::kRead, kUsualPatience, [&](Transaction& transaction) {
-        Statement rows(transaction,
-                       "SELECT id,name,state,chargeaddress,caninterface,devtype,updateaddress,filesize,result,"
-                       "timeuse,crcA,crcB,timestamp FROM tag_history ORDER BY id");
+        Statement rows(
+            transaction,
+            "SELECT id,name,state,chargeaddress,caninterface,devtype,updateaddress,filesize,result,"
+            "timeuse,crcA,crcB,timestamp FROM tag_history ORDER BY id");
         for (rows.Start(); rows.Next();) {
             JobRow& job = jobs->emplace_back();
             int column = 0;
@@ -60,18 +61,22 @@ Fault ReadGroups(const char* file, const JobRow& job, bool for_download, std::li
     return InTransaction(file, access, kUsualPatience, [&](Transaction& transaction) {
         CheckIsOpen(transaction, job);
         std::unordered_map<std::string, s_addnode*> by_address;
-        Statement groups(transaction,
-                         "SELECT state,address,canid,count,crc32A,crc32B,savestamp FROM tag_infor WHERE savestamp=? "
-                         "ORDER BY id");
+        Statement groups(
+            transaction,
+            "SELECT state,address,canid,count,crc32A,crc32B,savestamp FROM tag_infor WHERE savestamp=? "
+            "ORDER BY id");
         for (groups.Start(job.timestamp); groups.Next();) {
             const auto cell = [&](int column) { return groups.Cell(column); };
-            s_addnode& group = AppendGroup({cell(0), cell(1), cell(2), cell(3), cell(4), cell(5), cell(6)}, cache);
+            s_addnode& group =
+                AppendGroup({cell(0), cell(1), cell(2), cell(3), cell(4), cell(5), cell(6)}, cache);
             by_address.emplace(HexText(8, group.address), &group);
         }
         if (cache->empty()) return;
-        // One pass over the packets of all jobs; to search for those of each group would take the square of it.
-        Statement packets(transaction,
-                          "SELECT dataid,datalen,data,savestamp,address FROM tag_data WHERE savestamp=? ORDER BY id");
+        // One pass over the packets of all jobs; to search for those of each group would take the square of
+        // it.
+        Statement packets(
+            transaction,
+            "SELECT dataid,datalen,data,savestamp,address FROM tag_data WHERE savestamp=? ORDER BY id");
         for (packets.Start(job.timestamp); packets.Next();) {
             const auto cell = [&](int column) { return packets.Cell(column); };
             const auto found = by_address.find(cell(4) != nullptr ? cell(4) : "");

@@ -1,7 +1,7 @@
-// The staging file as velmorinctl uses it: a queue of jobs. Each call opens the file, does all of its work in one
-// transaction and closes it again, so what it says is done is done, whatever happens next, and what failed has changed
-// nothing. A lock that others hold is waited for, 5 s unless told otherwise. Nothing is printed. Without memory
-// std::bad_alloc is thrown.
+// The staging file as velmorinctl uses it: a queue of jobs. Each call opens the file, does all of its work in
+// one transaction and closes it again, so what it says is done is done, whatever happens next, and what
+// failed has changed nothing. A lock that others hold is waited for, 5 s unless told otherwise. Nothing is
+// printed. Without memory std::bad_alloc is thrown.
 #pragma once
 
 #include <functional>
@@ -39,28 +39,28 @@ struct JobRow {
 /// Appends every job to `jobs` in the order of insertion.
 Fault ReadJobs(const char* file, std::vector<JobRow>* jobs);
 
-/// Appends a job's groups with their packets to the cache, as they stand in the file and in the order of insertion;
-/// a packet whose group has no row is left out. kNoJob unless the job is open still. `for_download`: the file must be
-/// writable, too, and nobody closes the job meanwhile.
+/// Appends a job's groups with their packets to the cache, as they stand in the file and in the order of
+/// insertion; a packet whose group has no row is left out. kNoJob unless the job is open still.
+/// `for_download`: the file must be writable, too, and nobody closes the job meanwhile.
 Fault ReadGroups(const char* file, const JobRow& job, bool for_download, std::list<s_addnode>* cache);
 
 /// Fills in the next group of an image with its packets; false when there is none left.
 using NextGroup = std::function<bool(s_addnode*)>;
 
-/// Inserts an open job with its groups and packets under the first second from now on that no job and no row has,
-/// and sets the job's `timestamp` and `id`; those of the groups do not count. The file is made when it is missing.
-/// CaughtSignal() ends it with kSignal: nothing is staged then.
+/// Inserts an open job with its groups and packets under the first second from now on that no job and no row
+/// has, and sets the job's `timestamp` and `id`; those of the groups do not count. The file is made when it
+/// is missing. CaughtSignal() ends it with kSignal: nothing is staged then.
 Fault StageJob(const char* file, JobRow* job, const NextGroup& next_group);
 
 /// Inserts an open job without groups, for a download from memory; else as StageJob.
 Fault InsertJob(const char* file, JobRow* job);
 
-/// Closes the job of that row's number with a result and milliseconds, and removes its groups and packets. Waits 60 s,
-/// whatever signal comes. kNoJob when the row is gone.
+/// Closes the job of that row's number with a result and milliseconds, and removes its groups and packets.
+/// Waits 60 s, whatever signal comes. kNoJob when the row is gone.
 Fault RecordResult(const char* file, const JobRow& job, int result, int duration_ms);
 
-/// Closes every open job of that timestamp as interrupted; its rows go. `may_close` is asked while nobody else can
-/// write to the file; what it gives is the fault. kNoJob when there is none, or only closed ones.
+/// Closes every open job of that timestamp as interrupted; its rows go. `may_close` is asked while nobody
+/// else can write to the file; what it gives is the fault. kNoJob when there is none, or only closed ones.
 Fault CloseJob(const char* file, int timestamp, const std::function<Fault()>& may_close);
 
 /// What `CleanUnowned` and `CleanAll` did.

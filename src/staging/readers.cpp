@@ -72,8 +72,9 @@ int db::DB_GetInfor(int savestamp, std::list<s_addnode>* cache, const char* file
     const int stamp = table.Column("savestamp");
     for (int row = 0; row < table.Rows(); ++row) {
         const auto cell = [&](int column) { return table.Cell(row, column); };
-        AppendGroup({cell(state), cell(address), cell(canid), cell(count), cell(crc_a), cell(crc_b), cell(stamp)},
-                    cache);
+        AppendGroup(
+            {cell(state), cell(address), cell(canid), cell(count), cell(crc_a), cell(crc_b), cell(stamp)},
+            cache);
     }
     return 0;
 }

@@ -30,18 +30,20 @@ Fault Foreign(const std::string& what) {
     return {FaultKind::kForeign, what + kAnotherFile};
 }
 
-/// What lies at the path, as far as the system tells without opening it: closing a file would give back the locks that
-/// SQLite has on it.
+/// What lies at the path, as far as the system tells without opening it: closing a file would give back the
+/// locks that SQLite has on it.
 Fault LookAt(const std::string& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
-        if (errno == ENOENT) return {FaultKind::kMissing, "there is no staging file; velmorinctl stage makes one"};
+        if (errno == ENOENT)
+            return {FaultKind::kMissing, "there is no staging file; velmorinctl stage makes one"};
         return {FaultKind::kUnreadable, std::string(std::strerror(errno)) + "; look at the path"};
     }
     if (S_ISDIR(status.st_mode)) return Foreign("a folder, not a staging file");
     if (!S_ISREG(status.st_mode)) return Foreign("not a regular file");
     if (access(path.c_str(), R_OK) != 0)
-        return {FaultKind::kUnreadable, std::string("cannot be read: ") + std::strerror(errno) + "; run as its owner"};
+        return {FaultKind::kUnreadable,
+                std::string("cannot be read: ") + std::strerror(errno) + "; run as its owner"};
     if (status.st_size == 0) return Foreign("empty, without the tables of a staging file");
     return {};
 }
@@ -49,8 +51,9 @@ Fault LookAt(const std::string& path) {
 Fault NotWritable(const std::string& path) {
     const bool closed = access(path.c_str(), W_OK) != 0;
     const std::string why = closed ? std::strerror(errno) : "its folder does not let a journal be made";
-    return {FaultKind::kNotWritable, "cannot be written: " + why +
-                                         (closed && errno == EROFS ? "; mount it for writing" : "; run as its owner")};
+    return {FaultKind::kNotWritable,
+            "cannot be written: " + why +
+                (closed && errno == EROFS ? "; mount it for writing" : "; run as its owner")};
 }
 
 }  // namespace
@@ -64,7 +67,8 @@ Fault Transaction::LastFault() {
     const std::string reason = sqlite3_errmsg(handle_.get());
     const int fault_of_system = sqlite3_system_errno(handle_.get());
     const std::string system = fault_of_system != 0 ? std::strerror(fault_of_system) : reason;
-    if (patience_.until_signal && CaughtSignal() != 0) return {FaultKind::kSignal, "interrupted, nothing is changed"};
+    if (patience_.until_signal && CaughtSignal() != 0)
+        return {FaultKind::kSignal, "interrupted, nothing is changed"};
     switch (code & 0xFF) {
         case SQLITE_BUSY:
         case SQLITE_LOCKED: {
@@ -113,8 +117,9 @@ void Transaction::Execute(const char* statement) {
 void Transaction::CheckTables() {
     const std::map<std::string, std::string> expected = {
         {"tag_data", "id,state,address,canid,dataid,datalen,data,savestamp"},
-        {"tag_history", "id,state,name,chargeaddress,caninterface,devtype,updateaddress,filesize,result,timeuse,crcA,"
-                        "crcB,timestamp"},
+        {"tag_history",
+         "id,state,name,chargeaddress,caninterface,devtype,updateaddress,filesize,result,timeuse,crcA,"
+         "crcB,timestamp"},
         {"tag_infor", "id,state,address,canid,count,crc32A,crc32B,savestamp"}};
     Statement columns(*this, "SELECT group_concat(name) FROM pragma_table_info(?)");
     for (const auto& [table, names] : expected) {
@@ -168,7 +173,8 @@ void Transaction::Vacuum() {
 
 Statement::Statement(Transaction& transaction, const char* text) : transaction_(transaction) {
     sqlite3_stmt* raw = nullptr;
-    if (sqlite3_prepare_v2(transaction.Get(), text, -1, &raw, nullptr) != SQLITE_OK) throw transaction.LastFault();
+    if (sqlite3_prepare_v2(transaction.Get(), text, -1, &raw, nullptr) != SQLITE_OK)
+        throw transaction.LastFault();
     statement_.reset(raw);
 }
 

@@ -1,5 +1,5 @@
-// One transaction on the staging file, with what can go wrong put into words. Inside this folder a fault is thrown;
-// InTransaction catches it.
+// One transaction on the staging file, with what can go wrong put into words. Inside this folder a fault is
+// thrown; InTransaction catches it.
 #pragma once
 
 #include <functional>

@@ -11,8 +11,8 @@ bool PutInPlace(const std::string& draft, const std::string& path);
 /// Makes the names in the folder of `path` last when the power goes. False with errno.
 bool SyncFolder(const std::string& path);
 
-/// Writes a file that does not exist yet; once it has its name, it is on the disk. Why it could not be written, else
-/// empty.
+/// Writes a file that does not exist yet; once it has its name, it is on the disk. Why it could not be
+/// written, else empty.
 [[nodiscard]] std::string WriteNewFile(const std::string& path, const std::string& bytes);
 
 }  // namespace velmorin
