@@ -11,7 +11,8 @@ struct NumberRange {
     int high;
 };
 
-/// The number that `text` is and nothing beside it. CLI::ValidationError, with the option's name, when it is none.
+/// The number that `text` is and nothing beside it. CLI::ValidationError, with the option's name, when it is
+/// none.
 int ParseNumber(const std::string& name, const std::string& text, NumberRange range);
 /// The numbers of a list with commas.
 std::vector<int> ParseNumbers(const std::string& name, const std::string& list, NumberRange range);

@@ -71,7 +71,8 @@ std::string TextOf(const RunReport& report) {
 /// What the device holds, as far as we can tell.
 const char* DeviceHolds(const RunReport& report) {
     if (report.image_confirmed) return "the device holds the new image, whole";
-    return report.groups > 0 ? "the device holds a part of the new image" : "the device holds nothing of the new image";
+    return report.groups > 0 ? "the device holds a part of the new image"
+                             : "the device holds nothing of the new image";
 }
 
 void Load(const PackedJob& job, canframe* session) {
@@ -115,12 +116,13 @@ void JobRunner::ShowPlan(const PackedJob& job) {
     const JobRow& row = job.row;
     const double seconds = ExpectedSecondsOf(job, options_);
     if (options_.json) return display_->OnStart({row, job.image, options_.run.pace, seconds});
-    std::fprintf(Out(),
-                 "image     %s\nupdate    %02x\nsize      %d bytes\ngroups    %d\npackets   %d\nCRC A     %08x\n"
-                 "CRC B     %08x\nexpected  %s at pace %s\n",
-                 job.image.c_str(), static_cast<unsigned int>(row.updateaddress), row.filesize,
-                 GroupsOf(row.filesize), GroupsOf(row.filesize) * kPacketsPerGroup, row.crcA, row.crcB,
-                 DurationText(seconds).c_str(), PaceText(options_.run.pace).c_str());
+    std::fprintf(
+        Out(),
+        "image     %s\nupdate    %02x\nsize      %d bytes\ngroups    %d\npackets   %d\nCRC A     %08x\n"
+        "CRC B     %08x\nexpected  %s at pace %s\n",
+        job.image.c_str(), static_cast<unsigned int>(row.updateaddress), row.filesize, GroupsOf(row.filesize),
+        GroupsOf(row.filesize) * kPacketsPerGroup, row.crcA, row.crcB, DurationText(seconds).c_str(),
+        PaceText(options_.run.pace).c_str());
 }
 
 /// One at a time, and on an interface that is up.
@@ -128,7 +130,8 @@ bool JobRunner::TakeInterface(JobEnd* end) {
     const std::string& name = options_.interface;
     if (!lock_ || lock_->Other()) lock_.emplace(name);
     if (lock_->Other()) {
-        return Refused(end, kExitBusy, name, "another update is running on it: " + HolderText(*lock_->Other()));
+        return Refused(end, kExitBusy, name,
+                       "another update is running on it: " + HolderText(*lock_->Other()));
     }
     if (!lock_->Fault().empty() && ends_.empty()) {
         display_->OnNote(lock_->Fault() + "; other updates cannot see that this one is running");

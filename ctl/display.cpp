@@ -20,8 +20,9 @@ namespace {
 class LinesDisplay : public Display {
   public:
     void OnStart(const JobStart& start) override {
-        std::fprintf(stderr, "job %d: %d bytes in %d groups, about %s; calling device %02x\n", start.job.timestamp,
-                     start.job.filesize, GroupsOf(start.job.filesize), DurationText(start.expected_s).c_str(),
+        std::fprintf(stderr, "job %d: %d bytes in %d groups, about %s; calling device %02x\n",
+                     start.job.timestamp, start.job.filesize, GroupsOf(start.job.filesize),
+                     DurationText(start.expected_s).c_str(),
                      static_cast<unsigned int>(start.job.chargeaddress));
     }
     void OnLink() override { std::fputs("the device answers\n", stderr); }
@@ -40,7 +41,8 @@ class LinesDisplay : public Display {
 
 bool CanClearLines() {
     const char* terminal = std::getenv("TERM");
-    return isatty(STDERR_FILENO) == 1 && terminal != nullptr && *terminal != '\0' && std::strcmp(terminal, "dumb") != 0;
+    return isatty(STDERR_FILENO) == 1 && terminal != nullptr && *terminal != '\0' &&
+           std::strcmp(terminal, "dumb") != 0;
 }
 
 }  // namespace
@@ -60,8 +62,10 @@ std::unique_ptr<Display> MakeDisplay(const RunOptions& options) {
 }
 
 std::string ProgressText(const Progress& progress) {
-    std::string text = Format("%d of %d groups, %.0f B/s, ", progress.groups, progress.groups_of, progress.rate);
-    if (progress.retries > 0) text += Format("%d %s, ", progress.retries, progress.retries == 1 ? "retry" : "retries");
+    std::string text =
+        Format("%d of %d groups, %.0f B/s, ", progress.groups, progress.groups_of, progress.rate);
+    if (progress.retries > 0)
+        text += Format("%d %s, ", progress.retries, progress.retries == 1 ? "retry" : "retries");
     return text + (progress.eta_s >= 0 ? DurationText(progress.eta_s) : "-:--") + " left";
 }
 

@@ -17,7 +17,8 @@
 namespace {
 
 constexpr char kLookAt[] = "look at the bit rate, the termination, the wiring and the device's power";
-constexpr int kAlone = 128;  // transmit errors of a controller that nobody acknowledges: it stops counting there
+constexpr int kAlone =
+    128;  // transmit errors of a controller that nobody acknowledges: it stops counting there
 
 class Descriptor {
   public:
@@ -33,8 +34,8 @@ class Descriptor {
     int fd_;
 };
 
-/// libsocketcan tells standard error of every question that an interface has no answer to. What matters of it we say
-/// ourselves.
+/// libsocketcan tells standard error of every question that an interface has no answer to. What matters of it
+/// we say ourselves.
 class Hush {
   public:
     Hush() : null_(open("/dev/null", O_WRONLY | O_CLOEXEC)) { dup2(null_, STDERR_FILENO); }
@@ -105,7 +106,8 @@ std::string SetUp(const std::string& name, const InterfaceState& before, int bit
     const bool has_controller = before.state.has_value() || before.bitrate.has_value();
     if (has_controller && before.bitrate != bitrate) {
         if (before.up && can_do_stop(name.c_str()) != 0) return std::strerror(errno);
-        if (can_set_bitrate(name.c_str(), static_cast<unsigned int>(bitrate)) != 0) return std::strerror(errno);
+        if (can_set_bitrate(name.c_str(), static_cast<unsigned int>(bitrate)) != 0)
+            return std::strerror(errno);
     }
     return can_do_start(name.c_str()) == 0 ? "" : std::strerror(errno);
 }
@@ -128,18 +130,20 @@ InterfaceState LookAtInterface(const std::string& name) {
 
 std::string InterfaceFault(const InterfaceState& interface, int bitrate) {
     if (!interface.exists) {
-        return platform::BenchFolder().empty() ? "no such interface; ip link shows those that there are"
-                                               : "no such interface; start velmorin-sim --bench on this folder";
+        return platform::BenchFolder().empty()
+                   ? "no such interface; ip link shows those that there are"
+                   : "no such interface; start velmorin-sim --bench on this folder";
     }
     if (!interface.is_can) return "not a CAN interface; name another one with --interface";
-    if (!interface.up) return "down; bring it up as root, which update and download do unless told --no-setup";
+    if (!interface.up)
+        return "down; bring it up as root, which update and download do unless told --no-setup";
     if (IsIn(interface, "bus-off")) {
         return "bus off" + Counters(interface) + "; " + kLookAt +
                ", then take the interface down and up again";
     }
     if (interface.bitrate && bitrate != 0 && *interface.bitrate != bitrate) {
-        return Format("runs at %d bit/s, not at %d; choose it with --bitrate, or set it as root", *interface.bitrate,
-                      bitrate);
+        return Format("runs at %d bit/s, not at %d; choose it with --bitrate, or set it as root",
+                      *interface.bitrate, bitrate);
     }
     return "";
 }

@@ -1,5 +1,5 @@
-// The CAN interface that a job goes out on: what the kernel tells of it, and its set-up. On a bench the host's
-// interfaces are neither looked at nor touched: there is a bus or there is none.
+// The CAN interface that a job goes out on: what the kernel tells of it, and its set-up. On a bench the
+// host's interfaces are neither looked at nor touched: there is a bus or there is none.
 #pragma once
 
 #include <optional>
@@ -23,8 +23,8 @@ std::string InterfaceFault(const InterfaceState& interface, int bitrate);
 /// What a person should know of an interface on which a job can run; empty when there is nothing.
 std::string InterfaceWarning(const InterfaceState& interface);
 
-/// Makes it ready for a job: unless it is up at that bit rate, sets the rate and brings it up, if `setup` is asked for
-/// and we have the right. Why it is not ready, as InterfaceFault; empty when it is.
+/// Makes it ready for a job: unless it is up at that bit rate, sets the rate and brings it up, if `setup` is
+/// asked for and we have the right. Why it is not ready, as InterfaceFault; empty when it is.
 std::string PrepareInterface(const std::string& name, int bitrate, bool setup);
 
 /// What to look at after the device was silent or the bus was lost.

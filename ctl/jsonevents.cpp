@@ -67,11 +67,10 @@ class JsonDisplay : public Display {
                         {"verdict", VerdictText(group.verdict)}});
     }
     void OnProgress(const Progress& progress) override {
-        Print("progress",
-              {{"bytes", progress.bytes},
-               {"of", progress.of},
-               {"rate", Rounded(progress.rate)},
-               {"eta_s", progress.eta_s >= 0 ? Json(Rounded(progress.eta_s)) : Json(nullptr)}});
+        Print("progress", {{"bytes", progress.bytes},
+                           {"of", progress.of},
+                           {"rate", Rounded(progress.rate)},
+                           {"eta_s", progress.eta_s >= 0 ? Json(Rounded(progress.eta_s)) : Json(nullptr)}});
     }
     void OnRetry(Question question, int count) override {
         Print("retry", {{"step", QuestionText(question)}, {"count", count}});

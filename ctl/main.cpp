@@ -1,17 +1,24 @@
-// velmorinctl: looks after the update jobs of a controller for the person beside it.
+// velmorinctl: updates devices and looks after the update jobs of a controller, for the person beside it.
 #include <CLI/CLI.hpp>
 #include <climits>
 #include <csignal>
 #include <cstdio>
+#include <functional>
 #include <new>
+#include <optional>
 #include <string>
 
 #include "arguments.h"
+#include "check.h"
 #include "commands.h"
 #include "listing.h"
 #include "platform.h"
 #include "process.h"
 #include "report.h"
+#include "runoptions.h"
+#include "samefile.h"
+#include "update.h"
+#include "usage.h"
 
 using namespace velmorin;
 
@@ -20,75 +27,169 @@ namespace {
 constexpr NumberRange kHexByte = {16, 0x00, 0xFF};
 constexpr NumberRange kByte = {10, 0, 255};
 constexpr NumberRange kTimestamp = {10, 0, INT_MAX};
+constexpr NumberRange kCount = {10, 1, INT_MAX};
 
+/// What the words of the command line came to.
 struct CommandLine {
     bool as_json = false;
     std::string image;
     Target target;
+    std::vector<int> update_addresses;
+    RunOptions run;
+    DownloadChoice choice;
+    JobsChoice listed;
+    std::string interface = RunOptions().interface;
+    std::optional<int> charge;
     std::string file;
     int timestamp = 0;
     std::optional<int> job;
     bool all = false;
-    ListOptions list;
     std::function<int()> command;
 };
 
-void AddStage(CLI::App* app, CommandLine* line) {
-    CLI::App* stage = app->add_subcommand("stage", "pack an image, to be downloaded later");
-    stage->add_option("IMAGE", line->image, "the firmware image")->required()->type_name("");
-    AddNumber(stage, "--charge", kHexByte, &line->target.charge, "address of the device on the bus")
-        ->required();
-    AddNumber(stage, "--device", kHexByte, &line->target.device, "type of the device")->required();
-    AddNumber(stage, "--update", kHexByte, &line->target.update, "update address")->required();
-    AddNumber(stage, "--port", kByte, &line->target.port,
-              "port number (default: 1 for charge address e0, 2 for e1, else 0)");
-    stage->add_flag("--json", line->as_json, "as one JSON object");
-    stage->callback(
-        [line] { line->command = [line] { return Stage(line->image, line->target, line->as_json); }; });
+/// An option whose number is none unless given.
+CLI::Option* AddOptional(CLI::App* app, const std::string& name, NumberRange range, std::optional<int>* value,
+                         const std::string& help) {
+    return app
+        ->add_option_function<std::string>(
+            name, [=](const std::string& text) { *value = ParseNumber(name, text, range); }, help)
+        ->type_name(range.base == 16 ? "HEX" : "N");
 }
 
-void AddCommands(CLI::App* app, CommandLine* line) {
-    CLI::App* jobs = app->add_subcommand("jobs", "list every job with its result");
-    jobs->add_flag("--json", line->list.as_json, "as one JSON array");
-    jobs->add_flag("--open", line->list.only_open, "only those that are open");
-    AddNumber(jobs, "--last", {10, 1, INT_MAX}, &line->list.last, "the newest N alone");
-    jobs->callback([line] { line->command = [line] { return PrintJobs(line->list); }; });
+CLI::App* AddCommand(CLI::App* app, CommandLine* line, const char* name, const char* help,
+                     int (*command)(CommandLine&)) {
+    CLI::App* added = app->add_subcommand(name, help);
+    added->callback([=] { line->command = [=] { return command(*line); }; });
+    return added;
+}
 
-    AddStage(app, line);
+void AddTarget(CLI::App* command, CommandLine* line) {
+    command->add_option("IMAGE", line->image, "the firmware image")->required()->type_name("");
+    AddNumber(command, "--charge", kHexByte, &line->target.charge, "address of the device on the bus")
+        ->required();
+    AddNumber(command, "--device", kHexByte, &line->target.device, "type of the device")->required();
+    AddNumber(command, "--port", kByte, &line->target.port,
+              "port number (default: 1 for charge address e0, 2 for e1, else 0)");
+    line->target.port = -1;
+}
 
-    CLI::App* file = app->add_subcommand("export", "write the image of the open staged job to a new file");
+void SetPort(Target* target) {
+    if (target->port < 0) target->port = PortNumber(target->charge);
+}
+
+void AddUpdate(CLI::App* app, CommandLine* line) {
+    CLI::App* update =
+        AddCommand(app, line, "update", "download an image to a device now", [](CommandLine& words) {
+            SetPort(&words.target);
+            if (!words.run.log.empty() && IsSameFile(words.image, words.run.log)) {
+                return Fail("--log", words.run.log + " is the image; name another file", kExitUsage);
+            }
+            return Update(words.image, words.target, words.update_addresses, words.run);
+        });
+    AddTarget(update, line);
+    update
+        ->add_option_function<std::string>(
+            "--update",
+            [=](const std::string& list) {
+                line->update_addresses = ParseNumbers("--update", list, kHexByte);
+            },
+            "update address; several, with commas between, are updated one after the other")
+        ->type_name("HEX[,HEX...]")
+        ->required();
+    AddRunOptions(update, &line->run);
+}
+
+void AddDownload(CLI::App* app, CommandLine* line) {
+    CLI::App* download = AddCommand(app, line, "download", "download staged jobs",
+                                    [](CommandLine& words) { return Download(words.choice, words.run); });
+    CLI::Option* job = AddOptional(download, "--job", kTimestamp, &line->choice.timestamp,
+                                   "the job of this timestamp (default: the oldest whole one)");
+    download->add_flag("--all", line->choice.all, "every whole job, oldest first")->excludes(job);
+    AddRunOptions(download, &line->run);
+}
+
+void AddStage(CLI::App* app, CommandLine* line) {
+    CLI::App* stage =
+        AddCommand(app, line, "stage", "keep an image to be downloaded later", [](CommandLine& words) {
+            SetPort(&words.target);
+            return Stage(words.image, words.target, words.as_json);
+        });
+    AddTarget(stage, line);
+    AddNumber(stage, "--update", kHexByte, &line->target.update, "update address")->required();
+    stage->add_flag("--json", line->as_json, "as one JSON object");
+}
+
+void AddStagingFile(CLI::App* app, CommandLine* line) {
+    CLI::App* jobs = AddCommand(app, line, "jobs", "list the jobs with their results",
+                                [](CommandLine& words) { return PrintJobs(words.listed, words.as_json); });
+    jobs->add_flag("--json", line->as_json, "as one JSON array");
+    jobs->add_flag("--open", line->listed.open_only, "open jobs only");
+    AddOptional(jobs, "--last", kCount, &line->listed.last, "the newest N only");
+
+    CLI::App* file = AddCommand(app, line, "export", "write the image of a staged job to a new file",
+                                [](CommandLine& words) { return Export(words.file, words.job); });
     file->add_option("FILE", line->file, "the file to make")->required()->type_name("");
-    file->add_option("--job", line->job, "that job instead of the oldest one");
-    file->callback([line] { line->command = [line] { return Export(line->file, line->job); }; });
+    AddOptional(file, "--job", kTimestamp, &line->job,
+                "the job of this timestamp (default: the oldest whole one)");
 
     CLI::App* close =
-        app->add_subcommand("close", "close an open job that nobody will finish, as interrupted");
+        AddCommand(app, line, "close", "close an open job that nobody will finish, as interrupted",
+                   [](CommandLine& words) { return Close(words.timestamp); });
     AddNumber(close, "TIMESTAMP", kTimestamp, &line->timestamp, "the job's, as `jobs` shows it")
         ->required()
         ->type_name("");
-    close->callback([line] { line->command = [line] { return Close(line->timestamp); }; });
 
-    CLI::App* clean = app->add_subcommand("clean", "empty what is staged; the jobs stay");
-    clean->add_flag("--all", line->all, "everything, and close the open jobs");
-    clean->callback([line] { line->command = [line] { return Clean(line->all); }; });
+    CLI::App* clean = AddCommand(app, line, "clean", "remove what no open job needs from the staging file",
+                                 [](CommandLine& words) { return Clean(words.all); });
+    clean->add_flag("--all", line->all, "everything that is staged, closing the open jobs");
+}
+
+void AddCheck(CLI::App* app, CommandLine* line) {
+    CLI::App* check =
+        AddCommand(app, line, "check", "tell whether an update could run now; changes nothing",
+                   [](CommandLine& words) { return Check(words.interface, words.charge, words.as_json); });
+    AddInterface(check, &line->interface);
+    AddOptional(check, "--charge", kHexByte, &line->charge, "ask the device at this address, too");
+    check->add_flag("--json", line->as_json, "as one JSON object");
+}
+
+int ShowHelp(const std::string& text) {
+    std::fputs(text.c_str(), Out());
+    return FinishOutput();
 }
 
 }  // namespace
 
 int main(int argc, char** argv) try {
-    CLI::App app{"Looks after the update jobs of a charging station's controller.", "velmorinctl"};
+    HoldStandardDescriptors();
+    IgnoreWriteSignals();
+    Out();
+    CLI::App app{"Updates the devices on a charging station's CAN bus and looks after the update jobs.",
+                 "velmorinctl"};
     app.set_version_flag("--version", "velmorinctl " VELMORIN_VERSION);
+    app.footer(
+        "Exit status: 0 done, 1 other failures, 2 command line, 3 image or staging file, 4 bus, 5 silent "
+        "device,\n"
+        "6 download refused, 7 group refused, 8 image refused, 9 another update is running. See "
+        "velmorinctl(1).");
     app.require_subcommand(1);
     CommandLine line;
-    AddCommands(&app, &line);
+    AddUpdate(&app, &line);
+    AddStage(&app, &line);
+    AddDownload(&app, &line);
+    AddStagingFile(&app, &line);
+    AddCheck(&app, &line);
     try {
         app.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+        return ShowHelp(app.help());
+    } catch (const CLI::CallForVersion& version) {
+        return ShowHelp(std::string(version.what()) + "\n");
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : kExitUsage;
+        return FailUsage(app, error);
     }
-    PrepareProcess();
-    Out();
     platform::AnnounceBench("velmorinctl");
+    EndAtOnceOnSignals();
     return line.command();
 } catch (const std::bad_alloc&) {
     std::fputs("velmorinctl: out of memory\n", stderr);

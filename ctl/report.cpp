@@ -16,8 +16,8 @@ using namespace velmorin;
 
 namespace {
 
-/// The update's own layers trace with printf; descriptor 1 is theirs, and ours is another one. A descriptor that
-/// cannot be had is one that cannot be written.
+/// The update's own layers trace with printf; descriptor 1 is theirs, and ours is another one. A descriptor
+/// that cannot be had is one that cannot be written.
 std::FILE* SeparateOutput() {
     if (tool::Tool_debug("CAN_UPDATE") == 1) return stdout;
     const int own = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);

@@ -7,8 +7,9 @@
 #include "exitstatus.h"
 #include "fault.h"
 
-/// Where what was asked for goes: velmorinctl's own standard output. What the update's own layers trace goes there as
-/// well with CAN_UPDATE=ON in the environment, and else nowhere. The first call comes before any other output.
+/// Where what was asked for goes: velmorinctl's own standard output. What the update's own layers trace goes
+/// there as well with CAN_UPDATE=ON in the environment, and else nowhere. The first call comes before any
+/// other output.
 std::FILE* Out();
 
 /// Prints "velmorinctl: what: why" and returns the status.

@@ -16,8 +16,9 @@ constexpr NumberRange kPatience = {10, 0, 86400};
 constexpr char kPaceMaxText[] = "max";
 
 std::string CheckInterfaceName(const std::string& name) {
-    const bool possible = !name.empty() && name.size() < IFNAMSIZ && name != "." && name != ".." &&
-                          std::all_of(name.begin(), name.end(), [](char c) { return c > ' ' && c != '/' && c < 0x7F; });
+    const bool possible =
+        !name.empty() && name.size() < IFNAMSIZ && name != "." && name != ".." &&
+        std::all_of(name.begin(), name.end(), [](char c) { return c > ' ' && c != '/' && c < 0x7F; });
     return possible ? "" : "'" + name + "' cannot be an interface: 1 to 15 characters, no blank and no slash";
 }
 
@@ -61,5 +62,6 @@ void AddRunOptions(CLI::App* command, RunOptions* options) {
     command->add_flag("--quiet", options->quiet, "tell of failures only")->excludes(json);
     command->add_option("--log", options->log, "write every frame of the job to FILE, as a candump log")
         ->type_name("FILE");
-    command->add_flag("--dry-run", options->dry_run, "show what would be done; needs no bus and writes nothing");
+    command->add_flag("--dry-run", options->dry_run,
+                      "show what would be done; needs no bus and writes nothing");
 }

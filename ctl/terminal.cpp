@@ -62,8 +62,8 @@ class TerminalDisplay : public Display {
     }
 
   private:
-    /// The whole line in one write, so that no signal leaves a part of it. Never as wide as the terminal: a full line
-    /// would make it scroll.
+    /// The whole line in one write, so that no signal leaves a part of it. Never as wide as the terminal: a
+    /// full line would make it scroll.
     void Draw() {
         const std::size_t width = TerminalWidth() - 1;
         std::string line = Line(width);

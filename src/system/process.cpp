@@ -17,9 +17,23 @@ void Catch(int number) {
     caught_signal = number;
 }
 
+void End(int number) {
+    _exit(kSignalStatus + number);
+}
+
 bool IsIgnored(int number) {
     struct sigaction now {};
     return sigaction(number, nullptr, &now) == 0 && now.sa_handler == SIG_IGN;
+}
+
+void HandleEndSignals(void (*handler)(int)) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        if (number == SIGHUP && IsIgnored(number)) continue;
+        struct sigaction action {};
+        action.sa_handler = handler;
+        action.sa_flags = SA_RESTART;
+        sigaction(number, &action, nullptr);
+    }
 }
 
 }  // namespace
@@ -38,13 +52,11 @@ void IgnoreWriteSignals() {
 }
 
 void CatchEndSignals() {
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-        if (number == SIGHUP && IsIgnored(number)) continue;
-        struct sigaction action {};
-        action.sa_handler = Catch;
-        action.sa_flags = SA_RESTART;
-        sigaction(number, &action, nullptr);
-    }
+    HandleEndSignals(Catch);
+}
+
+void EndAtOnceOnSignals() {
+    HandleEndSignals(End);
 }
 
 void PrepareProcess() {

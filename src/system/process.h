@@ -17,7 +17,12 @@ void IgnoreWriteSignals();
 /// ignored, as a shell does for a background job; SIGHUP not then: `nohup` asked for it.
 void CatchEndSignals();
 
-/// All of the above. Standard output gives every line as it happens, to a pipe too, and waits are exact.
+/// From now on SIGINT, SIGTERM and SIGHUP end the process at once with exit status kSignalStatus + number,
+/// without any clean-up: for work that may be killed at any time. Ignored ones as in CatchEndSignals.
+void EndAtOnceOnSignals();
+
+/// Holds, ignores and catches as above. Standard output gives every line as it happens, to a pipe too, and
+/// waits are exact.
 void PrepareProcess();
 
 /// The last signal noted, 0 for none.
