@@ -7,6 +7,7 @@
 #include "bus.h"
 #include "estimate.h"
 #include "interface.h"
+#include "openjob.h"
 #include "platform.h"
 #include "process.h"
 #include "report.h"
@@ -15,10 +16,6 @@
 using namespace velmorin;
 
 namespace {
-
-std::string JobName(const JobRow& row) {
-    return "job " + std::to_string(row.timestamp);
-}
 
 /// Sets what went wrong before the device was asked for anything.
 bool Refused(JobEnd* end, int status, const std::string& what, const std::string& why) {
@@ -169,7 +166,7 @@ void JobRunner::RunOnBus(PackedJob* job, JobEnd* end) {
         }
     }
     end->job = job->row.timestamp;
-    end->what = JobName(job->row);
+    end->what = JobText(job->row.timestamp);
     RunSession(job, &session, end);
     Record(*job, end);
 }

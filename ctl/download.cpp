@@ -3,7 +3,7 @@
 #include "carryout.h"
 #include "db.h"
 #include "lock.h"
-#include "process.h"
+#include "openjob.h"
 #include "report.h"
 #include "summary.h"
 #include "update.h"
@@ -16,7 +16,7 @@ void RunOne(const JobRow& row, const RunOptions& options, JobRunner* runner) {
     PackedJob job{row, row.name, {}, true};
     std::string image, damage;
     const Fault fault = ReadStagedImage(kStagingFile, row, !options.dry_run, &image, &damage);
-    const std::string name = "job " + std::to_string(row.timestamp);
+    const std::string name = JobText(row.timestamp);
     if (fault) {
         runner->Refuse(name, fault.text, StatusOf(fault));
     } else if (!damage.empty()) {
@@ -27,26 +27,9 @@ void RunOne(const JobRow& row, const RunOptions& options, JobRunner* runner) {
     }
 }
 
-/// The jobs that can be downloaded; those that cannot are named.
-Fault FindJobs(const DownloadChoice& choice, const RunOptions& options, std::vector<JobRow>* whole) {
-    OpenJobs jobs;
-    const Fault fault = SortOpenJobs(kStagingFile, choice.timestamp, &jobs);
-    if (fault) return fault;
-    for (const PassedOver& each : jobs.passed_over) {
-        const std::string number = std::to_string(each.job.timestamp);
-        if (!options.quiet)
-            Note("job " + number + " is passed over: " + each.why + "; velmorinctl close " + number);
-    }
-    if (jobs.whole.empty()) return {FaultKind::kNoJob, "no whole job is open; velmorinctl stage makes one"};
-    if (!choice.all) jobs.whole.resize(1);
-    *whole = std::move(jobs.whole);
-    return {};
-}
-
 }  // namespace
 
 int Download(const DownloadChoice& choice, const RunOptions& options) {
-    PrepareProcess();
     JobRunner runner(options);
     std::unique_ptr<Lock> lock;
     if (!options.dry_run) lock = std::make_unique<Lock>(kDownloadLock);
@@ -56,9 +39,10 @@ int Download(const DownloadChoice& choice, const RunOptions& options) {
         return runner.Status();
     }
     std::vector<JobRow> jobs;
-    const Fault fault = FindJobs(choice, options, &jobs);
-    if (fault) {
-        runner.Refuse(StagingFile(), fault.text, StatusOf(fault));
+    const Refusal refusal =
+        ChooseJobs(choice.timestamp, choice.all ? Which::kAll : Which::kFirstWhole, &jobs);
+    if (refusal.status != 0) {
+        runner.Refuse(refusal.what, refusal.why, refusal.status);
         return runner.Status();
     }
     std::vector<std::string> names;

@@ -9,7 +9,8 @@ using namespace velmorin;
 
 int Export(const std::string& path, std::optional<int> timestamp) {
     std::vector<JobRow> jobs;
-    if (const int status = ChooseJobs(timestamp, Which::kFirstWhole, &jobs)) return status;
+    const Refusal refusal = ChooseJobs(timestamp, Which::kFirstWhole, &jobs);
+    if (refusal.status != 0) return Fail(refusal.what, refusal.why, refusal.status);
     const JobRow& job = jobs.front();
     std::string image, damage;
     if (const Fault fault = ReadStagedImage(kStagingFile, job, false, &image, &damage)) return Fail(fault);

@@ -37,7 +37,7 @@ struct CommandLine {
     std::vector<int> update_addresses;
     RunOptions run;
     DownloadChoice choice;
-    JobsChoice listed;
+    ListOptions listed;
     std::string interface = RunOptions().interface;
     std::optional<int> charge;
     std::string file;
@@ -77,13 +77,22 @@ void SetPort(Target* target) {
     if (target->port < 0) target->port = PortNumber(target->charge);
 }
 
+/// The log starts its file anew: not one that the job is read from.
+int RefuseLog(const CommandLine& words) {
+    const std::string& log = words.run.log;
+    if (log.empty()) return kExitDone;
+    for (const std::string& file : {words.image, StagingFile()}) {
+        if (IsSameFile(file, log))
+            return Fail("--log", log + " is " + file + "; name another file", kExitUsage);
+    }
+    return kExitDone;
+}
+
 void AddUpdate(CLI::App* app, CommandLine* line) {
     CLI::App* update =
         AddCommand(app, line, "update", "download an image to a device now", [](CommandLine& words) {
             SetPort(&words.target);
-            if (!words.run.log.empty() && IsSameFile(words.image, words.run.log)) {
-                return Fail("--log", words.run.log + " is the image; name another file", kExitUsage);
-            }
+            if (const int status = RefuseLog(words); status != 0) return status;
             return Update(words.image, words.target, words.update_addresses, words.run);
         });
     AddTarget(update, line);
@@ -100,8 +109,10 @@ void AddUpdate(CLI::App* app, CommandLine* line) {
 }
 
 void AddDownload(CLI::App* app, CommandLine* line) {
-    CLI::App* download = AddCommand(app, line, "download", "download staged jobs",
-                                    [](CommandLine& words) { return Download(words.choice, words.run); });
+    CLI::App* download = AddCommand(app, line, "download", "download staged jobs", [](CommandLine& words) {
+        if (const int status = RefuseLog(words); status != 0) return status;
+        return Download(words.choice, words.run);
+    });
     CLI::Option* job = AddOptional(download, "--job", kTimestamp, &line->choice.timestamp,
                                    "the job of this timestamp (default: the oldest whole one)");
     download->add_flag("--all", line->choice.all, "every whole job, oldest first")->excludes(job);
@@ -120,11 +131,14 @@ void AddStage(CLI::App* app, CommandLine* line) {
 }
 
 void AddStagingFile(CLI::App* app, CommandLine* line) {
-    CLI::App* jobs = AddCommand(app, line, "jobs", "list the jobs with their results",
-                                [](CommandLine& words) { return PrintJobs(words.listed, words.as_json); });
-    jobs->add_flag("--json", line->as_json, "as one JSON array");
-    jobs->add_flag("--open", line->listed.open_only, "open jobs only");
-    AddOptional(jobs, "--last", kCount, &line->listed.last, "the newest N only");
+    CLI::App* jobs =
+        AddCommand(app, line, "jobs", "list the jobs with their results", [](CommandLine& words) {
+            EndAtOnceOnSignals();
+            return PrintJobs(words.listed);
+        });
+    jobs->add_flag("--json", line->listed.as_json, "as one JSON array");
+    jobs->add_flag("--open", line->listed.only_open, "open jobs only");
+    AddNumber(jobs, "--last", kCount, &line->listed.last, "the newest N only");
 
     CLI::App* file = AddCommand(app, line, "export", "write the image of a staged job to a new file",
                                 [](CommandLine& words) { return Export(words.file, words.job); });
@@ -145,9 +159,11 @@ void AddStagingFile(CLI::App* app, CommandLine* line) {
 }
 
 void AddCheck(CLI::App* app, CommandLine* line) {
-    CLI::App* check =
-        AddCommand(app, line, "check", "tell whether an update could run now; changes nothing",
-                   [](CommandLine& words) { return Check(words.interface, words.charge, words.as_json); });
+    CLI::App* check = AddCommand(app, line, "check", "tell whether an update could run now; changes nothing",
+                                 [](CommandLine& words) {
+                                     EndAtOnceOnSignals();
+                                     return Check(words.interface, words.charge, words.as_json);
+                                 });
     AddInterface(check, &line->interface);
     AddOptional(check, "--charge", kHexByte, &line->charge, "ask the device at this address, too");
     check->add_flag("--json", line->as_json, "as one JSON object");
@@ -189,7 +205,7 @@ int main(int argc, char** argv) try {
         return FailUsage(app, error);
     }
     platform::AnnounceBench("velmorinctl");
-    EndAtOnceOnSignals();
+    PrepareProcess();
     return line.command();
 } catch (const std::bad_alloc&) {
     std::fputs("velmorinctl: out of memory\n", stderr);

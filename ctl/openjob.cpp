@@ -14,19 +14,21 @@ std::string Remedy(const PassedOver& passed) {
 
 }  // namespace
 
-int ChooseJobs(std::optional<int> timestamp, Which which, std::vector<JobRow>* jobs) {
+Refusal ChooseJobs(std::optional<int> timestamp, Which which, std::vector<JobRow>* jobs) {
     OpenJobs open;
-    const Fault fault = SortOpenJobs(kStagingFile, timestamp, &open, which);
-    if (fault) return Fail(fault, fault.kind == FaultKind::kNoJob ? JobText(*timestamp) : "");
+    if (const Fault fault = SortOpenJobs(kStagingFile, timestamp, which, &open)) {
+        const bool no_job = fault.kind == FaultKind::kNoJob;
+        return {StatusOf(fault), no_job ? JobText(*timestamp) : StagingFile(), fault.text};
+    }
     const bool asked_for = timestamp && open.whole.empty();
     for (const PassedOver& passed : open.passed_over) {
         const std::string job = JobText(passed.job.timestamp);
-        if (asked_for) return Fail(job, Remedy(passed), kExitStaging);
+        if (asked_for) return {kExitStaging, job, Remedy(passed)};
         Note(job + " is passed over: " + Remedy(passed));
     }
     *jobs = std::move(open.whole);
-    if (!jobs->empty()) return kExitDone;
-    return Fail(StagingFile(), "no open job is whole; stage an image: velmorinctl stage", kExitStaging);
+    if (!jobs->empty()) return {};
+    return {kExitStaging, StagingFile(), "no open job is whole; stage an image: velmorinctl stage"};
 }
 
 std::string JobText(int timestamp) {

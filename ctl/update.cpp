@@ -1,12 +1,8 @@
 #include "update.h"
 
-#include <sys/stat.h>
-
 #include <ctime>
 
 #include "carryout.h"
-#include "platform.h"
-#include "process.h"
 #include "report.h"
 #include "summary.h"
 
@@ -14,7 +10,6 @@ using namespace velmorin;
 
 int Update(const std::string& image, const Target& target, const std::vector<int>& update_addresses,
            const RunOptions& options) {
-    PrepareProcess();
     JobRunner runner(options);
     std::string bytes;
     const std::string fault = ReadImage(image, &bytes);
