@@ -5,6 +5,7 @@
 #include <exception>
 
 #include "bus.h"
+#include "db.h"
 #include "estimate.h"
 #include "interface.h"
 #include "openjob.h"

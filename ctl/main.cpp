@@ -70,11 +70,6 @@ void AddTarget(CLI::App* command, CommandLine* line) {
     AddNumber(command, "--device", kHexByte, &line->target.device, "type of the device")->required();
     AddNumber(command, "--port", kByte, &line->target.port,
               "port number (default: 1 for charge address e0, 2 for e1, else 0)");
-    line->target.port = -1;
-}
-
-void SetPort(Target* target) {
-    if (target->port < 0) target->port = PortNumber(target->charge);
 }
 
 /// The log starts its file anew: not one that the job is read from.
@@ -91,7 +86,6 @@ int RefuseLog(const CommandLine& words) {
 void AddUpdate(CLI::App* app, CommandLine* line) {
     CLI::App* update =
         AddCommand(app, line, "update", "download an image to a device now", [](CommandLine& words) {
-            SetPort(&words.target);
             if (const int status = RefuseLog(words); status != 0) return status;
             return Update(words.image, words.target, words.update_addresses, words.run);
         });
@@ -121,10 +115,8 @@ void AddDownload(CLI::App* app, CommandLine* line) {
 
 void AddStage(CLI::App* app, CommandLine* line) {
     CLI::App* stage =
-        AddCommand(app, line, "stage", "keep an image to be downloaded later", [](CommandLine& words) {
-            SetPort(&words.target);
-            return Stage(words.image, words.target, words.as_json);
-        });
+        AddCommand(app, line, "stage", "keep an image to be downloaded later",
+                   [](CommandLine& words) { return Stage(words.image, words.target, words.as_json); });
     AddTarget(stage, line);
     AddNumber(stage, "--update", kHexByte, &line->target.update, "update address")->required();
     stage->add_flag("--json", line->as_json, "as one JSON object");

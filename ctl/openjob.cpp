@@ -16,7 +16,7 @@ std::string Remedy(const PassedOver& passed) {
 
 Refusal ChooseJobs(std::optional<int> timestamp, Which which, std::vector<JobRow>* jobs) {
     OpenJobs open;
-    if (const Fault fault = SortOpenJobs(kStagingFile, timestamp, which, &open)) {
+    if (const Fault fault = SortOpenJobs(kStagingFile, timestamp, &open, which)) {
         const bool no_job = fault.kind == FaultKind::kNoJob;
         return {StatusOf(fault), no_job ? JobText(*timestamp) : StagingFile(), fault.text};
     }
