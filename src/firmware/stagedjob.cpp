@@ -90,9 +90,10 @@ Fault StageImage(const char* file, const std::string& image, JobRow* job) {
 Fault ReadStagedImage(const char* file, const JobRow& job, bool for_download, std::string* image,
                       std::string* damage) {
     std::list<s_addnode> cache;
-    const Fault fault = ReadGroups(file, job, for_download, &cache);
-    if (!fault) *damage = cache.empty() ? "nothing is staged of it" : CheckStaged(job, cache, image);
-    return fault;
+    if (Fault fault = ReadGroups(file, job, for_download, &cache)) return fault;
+    *damage = cache.empty() ? "nothing is staged of it" : CheckStaged(job, cache, image);
+    if (!cache.empty() && !damage->empty()) damage->insert(0, "damaged: ");
+    return {};
 }
 
 Fault SortOpenJobs(const char* file, std::optional<int> timestamp, OpenJobs* jobs, Which which) {

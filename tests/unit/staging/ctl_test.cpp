@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "lock.h"
 #include "process.h"
 #include "staging_support.h"
 
@@ -37,21 +38,18 @@ class Ctl : public StagingFixture {
         return "stage " + path + " --charge e0 --device 10 --update 20";
     }
 
-    /// Stages an image; the timestamp of the first job.
-    std::string CtlStage(const std::string& image, const std::string& name = "image") {
-        EXPECT_EQ(Run(Staging(bench.Write(name, image))), 0) << err;
-        return Sql("SELECT timestamp FROM tag_history").front();
+    /// Stages an image; the job's timestamp.
+    std::string CtlStage(const std::string& image) {
+        EXPECT_EQ(Run(Staging(bench.Write("image", image)) + " --json"), 0) << err;
+        return std::to_string(nlohmann::json::parse(out)["job"].get<int>());
     }
+
+    std::string Content() const { return BenchDir::Read(bench.StagingFile()); }
+    std::string File() const { return "velmorinctl: " + bench.StagingFile() + ": "; }
 };
 
 TEST_F(Ctl, ListsJobsInColumnsThatNoNameCanBreak) {
-    EXPECT_EQ(Run("jobs"), 1);
-    EXPECT_EQ(err, "velmorinctl: " + bench.StagingFile() + ": No such file or directory\n");
-    EXPECT_FALSE(std::filesystem::exists(bench.StagingFile()));
     MakeStagingFile();
-    EXPECT_EQ(Run("jobs --json"), 0);
-    EXPECT_EQ(out, "[]\n");
-
     Sql("INSERT INTO tag_history VALUES"
         "(NULL,1,'/fw/it''s 固件.bin','e0',1,16,'20',1048576,0,2621440,'8b0a5208','efb5af2e',1700000000),"
         "(NULL,1,CAST(X'610A1B5B32F0' AS TEXT) || char(0x202e) || "
@@ -78,14 +76,19 @@ TEST_F(Ctl, ListsJobsInColumnsThatNoNameCanBreak) {
         "duration_ms": 2621440, "crc_a": "8b0a5208", "crc_b": "efb5af2e"})"));
     EXPECT_EQ(jobs.at(1)["image"], "a\n\x1b[2\xEF\xBF\xBD\xE2\x80\xAE\\");
 
+    EXPECT_EQ(Run("jobs --json --open --last 5"), 0);
+    EXPECT_EQ(nlohmann::json::parse(out).at(0)["timestamp"], 1700000002);
+    EXPECT_EQ(Run("jobs --json --last 2"), 0);
+    EXPECT_EQ(nlohmann::json::parse(out).size(), 2U);
+
     EXPECT_EQ(Run("jobs", {"/bin/sh", "-c", "exec " VELMORINCTL " \"$@\" > /dev/full", "sh"}), 1);
     EXPECT_EQ(err, "velmorinctl: standard output: No space left on device\n");
 }
 
 TEST_F(Ctl, TakesNothingButWholeNumbersInTheirRange) {
     const std::string stage = "stage " + bench.Write("image", "image") + " --charge e0 --device 10";
-    Words wrong = {"",         "job",      "jobs x",           "export",    "close",
-                   "close 1x", "close -1", "close 2147483648", "close 1 2", stage};
+    Words wrong = {"jobs x",   "jobs --last 0",    "export",    "export f --job x", "close", "close 1x",
+                   "close -1", "close 2147483648", "close 1 2", "clean 1",          stage};
     for (const char* value : {"100", "-1", "g", "0x", "+1", "1.0"}) {
         wrong.push_back(stage + " --update " + value);
     }
@@ -95,12 +98,9 @@ TEST_F(Ctl, TakesNothingButWholeNumbersInTheirRange) {
         EXPECT_TRUE(out.empty() && !err.empty()) << line;
     }
     EXPECT_FALSE(std::filesystem::exists(bench.StagingFile()));
-    EXPECT_EQ(Run("stage --help"), 0);
-    EXPECT_EQ(Run("--version"), 0);
-    EXPECT_EQ(out, "velmorinctl " VELMORIN_VERSION "\n");
 }
 
-TEST_F(Ctl, StagesForThePortThatGoesWithTheAddress) {
+TEST_F(Ctl, StagesForThePortThatGoesWithTheAddressAndTellsWhatItMade) {
     const std::pair<const char*, const char*> cases[] = {
         {"--charge 0xE0 --device ff --update 0", "e0|1|255|00"},
         {"--charge e1 --device 1 --update A", "e1|2|1|0a"},
@@ -109,143 +109,189 @@ TEST_F(Ctl, StagesForThePortThatGoesWithTheAddress) {
     };
     for (const auto& [options, row] : cases) {
         std::filesystem::remove(bench.StagingFile());
-        EXPECT_EQ(Run("stage " + bench.Write("image", "data") + " " + options), 0) << err;
+        EXPECT_EQ(Run("stage " + bench.Write("image", TestImage(1025)) + " " + options), 0) << err;
         EXPECT_EQ(err, "");
         EXPECT_EQ(Sql("SELECT chargeaddress,caninterface,devtype,updateaddress FROM tag_history"), Rows{row});
+        EXPECT_EQ(out, "staged: job " + Sql("SELECT timestamp FROM tag_history")[0] +
+                           ", 1025 bytes, 2 groups; its download will take about 9 s\n");
     }
-    EXPECT_TRUE(
-        out.ends_with(" ms\nstaged: job " + Sql("SELECT timestamp FROM tag_history")[0] + ", 4 bytes\n"))
-        << out;
+    EXPECT_EQ(Run(Staging(bench.Write("image", "data")) + " --json"), 0);
+    const auto object = nlohmann::json::parse(out);
+    EXPECT_EQ(object["job"], std::stoi(Sql("SELECT max(timestamp) FROM tag_history")[0]));
+    EXPECT_TRUE(object["size"] == 4 && object["groups"] == 1 && object["expected_s"].is_number()) << out;
 }
 
-TEST_F(Ctl, StageSaysWhatKeepsAnImageOutOrWhatItWillMeet) {
-    EXPECT_EQ(Run(Staging("/no/such")), 1);
-    EXPECT_EQ(err, "file:: No such file or directory\nvelmorinctl: /no/such: missing or empty\n");
-    EXPECT_EQ(Run(Staging(bench.Root().string())), 1);
-    EXPECT_EQ(Run(Staging(bench.Write(std::string(128, 'x') + ".tar.gz", "image"))), 1);
-    EXPECT_EQ(Sql("SELECT * FROM tag_history"), Rows{});
-
-    const std::string first = CtlStage("odd");
-    EXPECT_EQ(err,
-              "velmorinctl: note: the image's size is no multiple of 4, so it has no CRC A: only a device "
-              "that asks for CRC B can take it\n");
-    CtlStage("even");  // within the same second, but not under the same timestamp
-    EXPECT_EQ(err, "velmorinctl: note: job " + first +
-                       " is open, too, and comes first; if nobody will finish it: velmorinctl close " +
-                       first + "\n");
-    EXPECT_EQ(Sql("SELECT count(DISTINCT timestamp) FROM tag_history"), Rows{"2"});
+TEST_F(Ctl, NamesWhatIsNoImageAndStagesNothing) {
+    std::filesystem::create_symlink("/nowhere", bench.Root() / "dangling");
+    const std::pair<std::string, const char*> cases[] = {
+        {"/no/such", "No such file or directory"},
+        {(bench.Root() / "dangling").string(), "No such file or directory"},
+        {bench.Root().string(), "not a regular file; name the image itself"},
+        {bench.Write("none", ""), "empty; an image has at least one byte"},
+        {bench.Write(std::string(128, 'x') + ".tar.gz", "image"),
+         "an archive's path has to fit the job's row, in 127 characters; use a shorter one"},
+    };
+    for (const auto& [path, why] : cases) {
+        EXPECT_EQ(Run(Staging(path)), 3);
+        EXPECT_EQ(err, "velmorinctl: " + path + ": " + why + "\n");
+        EXPECT_EQ(out, "");
+    }
+    EXPECT_FALSE(std::filesystem::exists(bench.StagingFile()));
 }
 
-TEST_F(Ctl, ExportsToANewFileOnlyAndDownloadsNothingDamaged) {
+TEST_F(Ctl, ExportsTheOldestWholeJobAndNamesEveryOneItPassesOver) {
     const std::pair<const char*, const char*> cases[] = {
-        {"DELETE FROM tag_data WHERE id=300", "group 2: 255 of 256 packets"},
-        {"DELETE FROM tag_infor WHERE id=3", "2 of 3 groups"},
-        {"UPDATE tag_data SET data='01102000deadbeef' WHERE id=1", "group 1: its checksum is wrong"},
-        {"UPDATE tag_data SET datalen=200 WHERE id=5", "group 1: packet 4 is damaged"},
-        {"UPDATE tag_data SET dataid=-1 WHERE id=5", "group 1: packet 4 is damaged"},
-        {"UPDATE tag_data SET datalen=8 WHERE id=513", "group 3: packet 0 is damaged"},
-        {"UPDATE tag_data SET data='02' || substr(data,3) WHERE id=5", "group 1: packet 4 is damaged"},
-        {"UPDATE tag_infor SET canid='0079e08a' WHERE id=2", "group 2: its row is damaged"},
-        {"UPDATE tag_infor SET state=1 WHERE id=2", "group 2: its row is damaged"},
-        {"UPDATE tag_infor SET count=255 WHERE id=1", "group 1: its row is damaged"},
-        {"UPDATE tag_infor SET crc32A='00000000' WHERE id=1", "group 1: its checksum is wrong"},
-        {"UPDATE tag_history SET crcB='00000000'", "the checksum of the image is wrong"},
-        {"UPDATE tag_history SET filesize=3000", "group 3: 1 of 238 packets"},
-        {"UPDATE tag_history SET filesize=-1", "a size of -1 bytes"},
+        {"DELETE FROM tag_data WHERE id=300", "damaged: group 2: 255 of 256 packets"},
+        {"DELETE FROM tag_infor WHERE id=3", "damaged: 2 of 3 groups"},
+        {"UPDATE tag_data SET data='01102000deadbeef' WHERE id=1", "damaged: group 1: its checksum is wrong"},
+        {"UPDATE tag_data SET datalen=200 WHERE id=5", "damaged: group 1: packet 4 is damaged"},
+        {"UPDATE tag_data SET dataid=-1 WHERE id=5", "damaged: group 1: packet 4 is damaged"},
+        {"UPDATE tag_data SET datalen=8 WHERE id=513", "damaged: group 3: packet 0 is damaged"},
+        {"UPDATE tag_data SET data='02' || substr(data,3) WHERE id=5",
+         "damaged: group 1: packet 4 is damaged"},
+        {"UPDATE tag_infor SET canid='0079e08a' WHERE id=2", "damaged: group 2: its row is damaged"},
+        {"UPDATE tag_infor SET state=1 WHERE id=2", "damaged: group 2: its row is damaged"},
+        {"UPDATE tag_infor SET count=255 WHERE id=1", "damaged: group 1: its row is damaged"},
+        {"UPDATE tag_infor SET crc32A='00000000' WHERE id=1", "damaged: group 1: its checksum is wrong"},
+        {"UPDATE tag_history SET crcB='00000000' WHERE id=1", "damaged: the checksum of the image is wrong"},
+        {"UPDATE tag_history SET filesize=3000 WHERE id=1", "damaged: group 3: 1 of 238 packets"},
+        {"UPDATE tag_history SET filesize=-1 WHERE id=1", "damaged: a size of -1 bytes"},
+        {"DELETE FROM tag_infor; DELETE FROM tag_data", "nothing is staged of it"},
     };
-    const std::string job = "job " + CtlStage(TestImage(2050));
     const std::string path = "/mnt/nandflash/app/exported", resolved = bench.Root().string() + path;
-    EXPECT_EQ(Run("export " + path), 0) << err;
-    EXPECT_TRUE(BenchDir::Read(resolved) == TestImage(2050));
-    EXPECT_EQ(Run("export " + path), 1);
-    EXPECT_EQ(err, "velmorinctl: " + path + ": File exists\n");
-
-    const std::string good = BenchDir::Read(bench.StagingFile());
-    for (const auto& [sql, damage] : cases) {
-        bench.Write("mnt/nandflash/app/chargeupdate.db", good);
+    const std::string job = CtlStage(TestImage(2050));
+    const std::string alone = Content(), second = CtlStage("second"), both = Content();
+    for (const auto& [sql, why] : cases) {
+        const std::string passed = "job " + job + " is passed over: " + why +
+                                   "; if nobody will finish it: velmorinctl close " + job + "\n";
+        bench.Write("mnt/nandflash/app/chargeupdate.db", alone);
         Sql(sql);
-        const std::string before = BenchDir::Read(bench.StagingFile());
-        std::filesystem::remove(resolved);
-        EXPECT_EQ(Run("export " + path), 1);
-        EXPECT_NE(err.find("velmorinctl: " + job + ": damaged: " + damage + "\n"), std::string::npos) << err;
-        EXPECT_TRUE(std::filesystem::exists(resolved)) << "as far as it goes";
-        EXPECT_EQ(Run("download"), 1);  // there is no bus: it gives up before that
-        EXPECT_EQ(err, "velmorinctl: " + job + ": damaged, not downloaded: " + damage +
-                           "; close it and stage the image again\n");
-        EXPECT_TRUE(BenchDir::Read(bench.StagingFile()) == before) << sql;
+        const std::string before = Content();
+        EXPECT_EQ(Run("export " + path), 3);
+        EXPECT_EQ(err, "velmorinctl: note: " + passed + File() +
+                           "no open job is whole; stage an image: velmorinctl stage\n");
+        EXPECT_EQ(Run("export " + path + " --job " + job), 3);
+        EXPECT_NE(err.find(job + ": " + why), std::string::npos) << err;
+        EXPECT_TRUE(Content() == before && !std::filesystem::exists(resolved)) << sql;
     }
+    bench.Write("mnt/nandflash/app/chargeupdate.db", both);
+    Sql("DELETE FROM tag_data WHERE id=3");
+    EXPECT_EQ(Run("export " + path), 0) << err;
+    EXPECT_NE(err.find(job + " is passed over: damaged: group 1: 255"), std::string::npos) << err;
+    EXPECT_EQ(out, "exported: job " + second + ", 6 bytes\n");
+    EXPECT_EQ(BenchDir::Read(resolved), "second");
+    EXPECT_EQ(Run("export " + path), 1);
+    EXPECT_EQ(err.substr(err.rfind("velmorinctl")),
+              "velmorinctl: " + path + ": File exists; name a file that can be made\n");
 }
 
-TEST_F(Ctl, CleansRowsAndClosesOpenJobsOfThatTimestampOnly) {
-    const std::string job = CtlStage(TestImage(5000));
-    Sql("INSERT INTO tag_infor(address) SELECT address FROM tag_data");  // more than a page of them
-    const auto size = std::filesystem::file_size(bench.StagingFile());
-    EXPECT_EQ(Run("clean"), 0) << err;
-    EXPECT_EQ(Sql("SELECT (SELECT count(*) FROM tag_infor), (SELECT count(*) FROM tag_data)"), Rows{"0|0"});
-    EXPECT_LT(std::filesystem::file_size(bench.StagingFile()), size / 2);
-    EXPECT_EQ(Run("download"), 1);
-    EXPECT_EQ(err, "velmorinctl: job " + job + ": it is open, but nothing is staged of it; if nobody will " +
-                       "finish it: velmorinctl close " + job + "\n");
-
-    Sql("INSERT INTO tag_history(state,result,timeuse,timestamp) VALUES(1,0,45," + job + "),(0,3,45," + job +
-        "),(0,-1,0,8)");
-    EXPECT_EQ(Run("close " + job), 0);
-    EXPECT_EQ(out, "closed: job " + job + ", interrupted\n");
-    EXPECT_EQ(Sql("SELECT state,result,timeuse FROM tag_history"),
-              (Rows{"1|13|0", "1|0|45", "0|3|45", "0|-1|0"}));
-    EXPECT_EQ(Run("close " + job), 1);
-    EXPECT_EQ(err, "velmorinctl: job " + job + ": no open job has this timestamp\n");
-    EXPECT_EQ(Run("close 8"), 0);
-    EXPECT_EQ(Run("download"), 1);
-    EXPECT_EQ(err, "velmorinctl: " + bench.StagingFile() + ": no job is open\n");
-}
-
-class CtlFaults : public Ctl {
-  protected:
-    std::string Content() const { return BenchDir::Read(bench.StagingFile()); }
-
-    /// Every command that writes fails with this complaint of the core and a line of its own.
-    void ExpectRefused(const std::string& complaint, const Words& program = {VELMORINCTL}) {
-        for (const std::string& command :
-             {Staging(image), std::string("download"), "close " + job, std::string("clean")}) {
-            EXPECT_EQ(Run(command, program), 1) << command;
-            EXPECT_NE(err.find(complaint), std::string::npos) << command << ": " << err;
-            EXPECT_NE(err.find("velmorinctl: "), std::string::npos) << command;
-        }
-    }
-
-    const std::string job = CtlStage(TestImage(1024));
-    const std::string image = bench.Write("next", TestImage(20000));
-};
-
-TEST_F(CtlFaults, HeldAndForeignFilesAreNamedAndStayAsTheyAre) {
-    const std::string good = Content();
-    const struct {
-        std::string content;
-        const char* held;
-        const char* complaint;
-        int jobs;
-    } cases[] = {
-        {good, "BEGIN IMMEDIATE", "insert database error!: database is locked\n", 0},
-        {good, "BEGIN EXCLUSIVE", "database is locked\n", 1},
-        {std::string(5000, 'x'), "", "file is not a database\n", 1},
-        {"", "", "no such table: ", 1},
-        {good.substr(0, 4096) + std::string(good.size() - 4096, 'Z'), "", "disk image is malformed\n", 1},
+TEST_F(Ctl, ClosesOpenJobsAloneAndNotTheOneThatIsDownloaded) {
+    const std::string first = CtlStage(TestImage(5000)), second = CtlStage("second");
+    const auto downloaded = [](const std::string& what) {
+        return "velmorinctl: " + what + ": it is being downloaded by process " + std::to_string(getpid()) +
+               "; end that first, or wait for it\n";
     };
-    for (const auto& c : cases) {
-        bench.Write("mnt/nandflash/app/chargeupdate.db", c.content);
-        sqlite3* other = nullptr;
-        ASSERT_EQ(sqlite3_open(bench.StagingFile().c_str(), &other), SQLITE_OK);
-        ASSERT_EQ(sqlite3_exec(other, c.held, nullptr, nullptr, nullptr), SQLITE_OK);
-        ExpectRefused(c.complaint);
-        EXPECT_EQ(Run("jobs"), c.jobs) << err;
-        sqlite3_close(other);
-        EXPECT_TRUE(Content() == c.content) << c.complaint;
+    {
+        const Lock download(kDownloadLock, std::stoi(second));
+        const std::string before = Content();
+        EXPECT_EQ(Run("close " + second), 9);
+        EXPECT_EQ(err, downloaded("job " + second));
+        EXPECT_EQ(Run("clean --all"), 9);
+        EXPECT_EQ(err, downloaded("a staged job"));
+        EXPECT_TRUE(Content() == before);
+        EXPECT_EQ(Run("close " + first), 0) << err;
     }
+    EXPECT_EQ(out, "closed: job " + first + ", interrupted\n");
+    const std::pair<std::string, std::string> faults[] = {
+        {"close " + first, "velmorinctl: job " + first + ": it is closed already: interrupted\n"},
+        {"export out --job " + first, "velmorinctl: job " + first + ": it is closed: interrupted\n"},
+        {"close 8", "velmorinctl: job 8: no job has this timestamp; see velmorinctl jobs\n"},
+        {"export out --job 8", "velmorinctl: job 8: no job has this timestamp; see velmorinctl jobs\n"},
+    };
+    for (const auto& [line, message] : faults) {
+        EXPECT_EQ(Run(line), 3);
+        EXPECT_EQ(err, message);
+    }
+    EXPECT_EQ(Run("clean"), 0) << err;
+    EXPECT_EQ(out, "cleaned: 0 groups, 0 packets\n");
+    EXPECT_EQ(Run("clean --all"), 0) << err;
+    EXPECT_EQ(out, "cleaned: 1 groups, 2 packets; closed: 1 jobs\n");
+    EXPECT_EQ(Sql("SELECT state,result FROM tag_history"), (Rows{"1|13", "1|13"}));
 }
 
-TEST_F(CtlFaults, ReadOnlyFileIsStillReadAndLoaded) {
-    Sql("DROP INDEX tag_data_group");  // as another program may have staged it
+TEST_F(Ctl, EveryFileThatIsNoStagingFileIsNamedAndLeftAlone) {
+    const std::string move = "; move it away, and the next stage makes a new one\n";
+    const std::string stage = Staging(bench.Write("image", "image"));
+    const std::string missing = "there is no staging file; velmorinctl stage makes one\n";
+    EXPECT_EQ(Run("jobs --json"), 0);
+    EXPECT_EQ(out, "[]\n");
+    EXPECT_EQ(err, "velmorinctl: note: " + bench.StagingFile() + ": " + missing);
+    EXPECT_EQ(Run("clean"), 0);
+    for (const char* line : {"close 8", "export out"}) {
+        EXPECT_EQ(Run(line), 3);
+        EXPECT_EQ(err, File() + missing);
+    }
+    EXPECT_FALSE(std::filesystem::exists(bench.StagingFile()));
+
+    CtlStage(TestImage(5000));
+    const std::string good = Content();
+    const std::tuple<std::string, const char*, std::string> cases[] = {
+        {"", "", "empty, without the tables of a staging file" + move},
+        {std::string(5000, 'x'), "", "not an SQLite file" + move},
+        {good, "DROP TABLE tag_infor", "an SQLite file without the table tag_infor" + move},
+        {good, "ALTER TABLE tag_data ADD COLUMN more", "an SQLite file with another table tag_data" + move},
+        {good.substr(0, 4096) + std::string(good.size() - 4096, 'Z'), "",
+         "damaged: database disk image is malformed" + move},
+    };
+    for (const auto& [content, sql, message] : cases) {
+        bench.Write("mnt/nandflash/app/chargeupdate.db", content);
+        if (*sql != '\0') Sql(sql);
+        const std::string before = Content();
+        for (const std::string& line : {stage, std::string("jobs"), std::string("export out"),
+                                        std::string("close 8"), std::string("clean --all")}) {
+            EXPECT_EQ(Run(line), 3) << line;
+            EXPECT_EQ(err, File() + message) << line;
+            EXPECT_EQ(out, "") << line;
+        }
+        EXPECT_TRUE(Content() == before) << message;
+    }
+    std::filesystem::remove(bench.StagingFile());
+    std::filesystem::create_directory(bench.StagingFile());
+    EXPECT_EQ(Run(stage), 3);
+    EXPECT_EQ(err, File() + "a folder, not a staging file" + move);
+}
+
+TEST_F(Ctl, BusyFileIsWaitedForUnlessASignalComesAndItsHolderIsNamed) {
+    CtlStage("first");
+    const std::string before = Content();
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(bench.StagingFile().c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+    std::unique_ptr<Process> waiting[3];
+    for (auto& program : waiting)
+        program = std::make_unique<Process>(Words{VELMORINCTL, "stage", bench.Root() / "image", "--charge",
+                                                  "e0", "--device", "10", "--update", "20"});
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    waiting[0]->Signal(SIGINT);
+    EXPECT_EQ(waiting[0]->Wait(), 130);
+    EXPECT_NE(waiting[0]->errors.find("interrupted, nothing is changed\n"), std::string::npos);
+    EXPECT_EQ(waiting[1]->Wait(), 3);
+    EXPECT_NE(waiting[1]->errors.find("busy, held by ctl_test (pid " + std::to_string(getpid()) +
+                                      "); try again when it is free\n"),
+              std::string::npos)
+        << waiting[1]->errors;
+    EXPECT_EQ(waiting[2]->Wait(), 3);
+    EXPECT_TRUE(Content() == before);
+
+    waiting[0] = std::make_unique<Process>(Words{VELMORINCTL, "jobs"});
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    sqlite3_close(other);
+    EXPECT_EQ(waiting[0]->Wait(), 0) << waiting[0]->errors;
+}
+
+TEST_F(Ctl, ReadOnlyFileIsStillReadAndLoaded) {
+    const std::string stage = Staging(bench.Write("image", TestImage(1024)));
+    ASSERT_EQ(Run(stage), 0);
     const std::string before = Content();
     chmod(bench.StagingFile().c_str(), 0444);
     std::filesystem::create_directory(bench.Root() / "open");
@@ -256,112 +302,18 @@ TEST_F(CtlFaults, ReadOnlyFileIsStillReadAndLoaded) {
         program = {"/usr/bin/setpriv", "--reuid=65534", "--clear-groups",
                    "/proc/self/fd/" + std::to_string(open(VELMORINCTL, O_RDONLY))};
     }
-    EXPECT_EQ(Run("jobs", program), 0) << err;
-    ExpectRefused("insert database error!: attempt to write a readonly database\n", program);
+    for (const std::string& line : {stage, std::string("close 8"), std::string("clean")}) {
+        EXPECT_EQ(Run(line, program), 3) << line;
+        EXPECT_EQ(err, File() + "cannot be written: Permission denied; run as its owner\n");
+    }
     EXPECT_TRUE(Content() == before);
+    EXPECT_EQ(Run("jobs", program), 0) << err;
     const std::string exported = (bench.Root() / "open/image").string();
     EXPECT_EQ(Run("export " + exported, program), 0) << err;
     EXPECT_TRUE(BenchDir::Read(exported) == TestImage(1024));
-}
-
-TEST_F(CtlFaults, FullDiskStagesNothingThatCouldBeDownloaded) {
-    // The file may grow to 100 KiB: some groups of the image fit in.
-    EXPECT_EQ(Run(Staging(image), {"/bin/bash", "-c", "ulimit -f 100; exec " VELMORINCTL " \"$@\"", "bash"}),
-              1);
-    EXPECT_NE(err.find("insert database error!: disk I/O error\n"), std::string::npos) << err;
-    EXPECT_NE(err.find(bench.StagingFile() + ": the image is not staged whole: "), std::string::npos) << err;
-    EXPECT_EQ(Sql("PRAGMA integrity_check"), Rows{"ok"});
-    EXPECT_EQ(Sql("SELECT state,result FROM tag_history ORDER BY id"), (Rows{"0|-1", "1|13"}));
-    EXPECT_EQ(Run("export /mnt/nandflash/app/exported"), 0) << err;
-    EXPECT_TRUE(BenchDir::Read(bench.Root() / "mnt/nandflash/app/exported") == TestImage(1024))
-        << "the job before is whole";
-}
-
-class CtlDownload : public Ctl {
-  protected:
-    void StartDevice(const Words& options = {}) {
-        Words command = {VELMORIN_SIM, "--bench", bench.Root(), "--save", saved, "--log", log, "--once"};
-        command.insert(command.end(), options.begin(), options.end());
-        device = std::make_unique<Process>(command);
-        ASSERT_TRUE(device->WaitForOutput("ready")) << device->errors;
-    }
-
-    /// State and result of the job, and how many groups and packets are staged.
-    Rows Recorded() const {
-        return Sql(
-            "SELECT state,result,(SELECT count(*) FROM tag_infor),(SELECT count(*) FROM tag_data) "
-            "FROM tag_history");
-    }
-
-    /// A download that has begun.
-    void StartDownload() {
-        CtlStage(TestImage(1024));
-        StartDevice();
-        program = std::make_unique<Process>(Words{VELMORINCTL, "download"});
-        ASSERT_TRUE(program->WaitForOutput("groupaddress")) << program->errors;
-    }
-
-    const std::string saved = bench.Root() / "received", log = bench.Root() / "log";
-    std::unique_ptr<Process> device, program;
-};
-
-TEST_F(CtlDownload, DeliversImagesUnderBothPlans) {
-    const struct {
-        const char* plan;
-        const char* name;
-        std::size_t size;
-        const char* request;  // with an archive's exact size
-        bool noted;
-    } cases[] = {
-        {"A", "fw.bin", 2048, " 1074E08A#0110200000000000", false},
-        {"B", "fw.tar.gz", 1030, " 1074E08A#0110200604000000", true},
-    };
-    for (const auto& c : cases) {
-        std::filesystem::remove(bench.StagingFile());
-        std::filesystem::remove(saved);
-        const std::string job = CtlStage(TestImage(c.size), c.name);
-        StartDevice({"--plan", c.plan});
-        EXPECT_EQ(Run("download"), 0) << err;
-        EXPECT_TRUE(out.ends_with(" ms\njob " + job + ": success\n")) << out;
-        EXPECT_EQ(err.find("only a device that asks for CRC B can take it") != std::string::npos, c.noted)
-            << err;
-        EXPECT_EQ(device->Wait(), 0) << device->output;
-        EXPECT_TRUE(BenchDir::Read(saved) == TestImage(c.size));
-        EXPECT_NE(BenchDir::Read(log).find(c.request), std::string::npos);
-        EXPECT_EQ(Recorded(), Rows{"1|0|0|0"});
-    }
-}
-
-TEST_F(CtlDownload, StaysStagedWithoutABusAndEndsWithTheDevicesReason) {
-    const std::string job = CtlStage(TestImage(1024));
-    EXPECT_EQ(Run("download"), 1);
-    EXPECT_EQ(err, "SIOCGIFINDEX: No such device\n");
-    EXPECT_EQ(Recorded(), Rows{"0|-1|1|256"});
-
-    StartDevice({"--refuse-start", "3"});
-    EXPECT_EQ(Run("download"), 1);
-    EXPECT_EQ(err, "velmorinctl: job " + job + ": download refused by the device\n");
-    EXPECT_EQ(Recorded(), Rows{"1|10|0|0"});
-}
-
-TEST_F(CtlDownload, SignalEndsTheJobAsInterrupted) {
-    StartDownload();
-    program->Signal(SIGTERM);
-    EXPECT_EQ(program->Wait(), 143);
-    EXPECT_NE(program->errors.find(": interrupted\n"), std::string::npos) << program->errors;
-    EXPECT_EQ(Recorded(), Rows{"1|13|0|0"});
-}
-
-TEST_F(CtlDownload, ResultThatCannotBeRecordedIsAFailure) {
-    StartDownload();
-    sqlite3* other = nullptr;
-    ASSERT_EQ(sqlite3_open(bench.StagingFile().c_str(), &other), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
-    EXPECT_EQ(program->Wait(), 1);
-    sqlite3_close(other);
-    EXPECT_NE(program->output.find(": success\n"), std::string::npos) << "the device has its image";
-    EXPECT_NE(program->errors.find(bench.StagingFile() + ": job "), std::string::npos) << program->errors;
-    EXPECT_EQ(Recorded(), Rows{"0|-1|1|256"});
+    chmod(bench.StagingFile().c_str(), 0);
+    EXPECT_EQ(Run("jobs", program), 3);
+    EXPECT_EQ(err, File() + "cannot be read: Permission denied; run as its owner\n");
 }
 
 }  // namespace

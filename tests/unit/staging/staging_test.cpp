@@ -2,10 +2,8 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <cstring>
 #include <tuple>
 
-#include "jobs.h"
 #include "staging_support.h"
 #include "tool.h"
 
@@ -121,38 +119,6 @@ TEST_F(Staging, ImageComesBackByteForByte) {
     EXPECT_EQ(Sql("SELECT (SELECT count(*) FROM tag_infor), (SELECT count(*) FROM tag_data)"), Rows{"0|0"});
 }
 
-TEST_F(Staging, GroupsAreTheLiveOnesButForTheLastShortOne) {
-    for (const std::size_t size : {2048U, 3001U}) {
-        std::filesystem::remove(bench.StagingFile());
-        ASSERT_EQ(Stage(TestImage(size)), 0);
-        cache.clear();
-        LoadStaged();
-        std::list<s_addnode> live;
-        PackData live_packer;
-        Capture([&] {
-            live_packer.Pack_Init(1, 0xE0, 0x10, 0x20);
-            live_packer.Pack_RuningV2((bench.Root() / "image").c_str(), &history, &live);
-        });
-        ASSERT_EQ(cache.size(), live.size());
-        std::size_t left = size;
-        for (auto staged = cache.begin(), same = live.begin(); staged != cache.end(); ++staged, ++same) {
-            const auto fields = [](const s_addnode& group) {
-                return std::tuple(group.state, group.addrstate, group.sendcount, group.address, group.canid);
-            };
-            EXPECT_EQ(fields(*staged), fields(*same));
-            const std::size_t length = std::min<std::size_t>(1024, left);
-            left -= length;
-            EXPECT_EQ(staged->crc32A == same->crc32A && staged->crc32B == same->crc32B, length == 1024);
-            ASSERT_EQ(staged->dataqueue.size(), (length + 3) / 4);
-            for (std::size_t k = 0; k < length / 4; ++k) {
-                const s_datanode& packet = staged->dataqueue[k];
-                EXPECT_EQ(packet.dataid, static_cast<int>(k));
-                EXPECT_EQ(0, std::memcmp(&packet.frame, &same->dataqueue[k].frame, sizeof packet.frame));
-            }
-        }
-    }
-}
-
 TEST_F(Staging, FirstOpenJobIsTheOne) {
     Sql("INSERT INTO tag_history VALUES"
         "(NULL,1,'done','e0',1,16,'20',1,0,5,'','',1),(NULL,0,'odd','e0',1,16,'20',1,3,5,'','',2),"
@@ -178,22 +144,19 @@ TEST_F(Staging, PacketsComeAsTheyStandAndInTheOrderOfInsertion) {
     Write("(0,8,'0110200001020304'),(9,6,'0102030405060000'),(1,264,'01'),(-3,255,'012'),(2,8,NULL),(4,8,'" +
           std::string(300, '7') + "')");
     Sql("UPDATE tag_data SET canid='00000001'");
-    for (const bool indexed : {false, true}) {
-        if (indexed) IndexPackets(kStagingFile);
-        std::deque<s_datanode> queue;
-        Capture([&] { EXPECT_EQ(db().DB_GetData(&queue, 1024, 0x1079E08A, 7, kStagingFile, nullptr), 0); });
-        Rows packets;
-        for (const s_datanode& packet : queue) {
-            EXPECT_EQ(std::pair(packet.frame.can_id, packet.savestamp), std::pair(0x9079E08AU, 7));
-            char digits[17] = "";
-            int length = 0;
-            tool::Tool_HexToString(packet.frame.data, 8, digits, &length);
-            packets.push_back(std::to_string(packet.dataid) + " " + std::to_string(packet.frame.can_dlc) +
-                              " " + digits);
-        }
-        EXPECT_EQ(packets, (Rows{"0 8 0110200001020304", "9 6 0102030405060000", "1 8 0100000000000000",
-                                 "-3 255 0000000000000000", "2 8 0000000000000000", "4 8 7777777777777777"}));
+    std::deque<s_datanode> queue;
+    Capture([&] { EXPECT_EQ(db().DB_GetData(&queue, 1024, 0x1079E08A, 7, kStagingFile, nullptr), 0); });
+    Rows packets;
+    for (const s_datanode& packet : queue) {
+        EXPECT_EQ(std::pair(packet.frame.can_id, packet.savestamp), std::pair(0x9079E08AU, 7));
+        char digits[17] = "";
+        int length = 0;
+        tool::Tool_HexToString(packet.frame.data, 8, digits, &length);
+        packets.push_back(std::to_string(packet.dataid) + " " + std::to_string(packet.frame.can_dlc) + " " +
+                          digits);
     }
+    EXPECT_EQ(packets, (Rows{"0 8 0110200001020304", "9 6 0102030405060000", "1 8 0100000000000000",
+                             "-3 255 0000000000000000", "2 8 0000000000000000", "4 8 7777777777777777"}));
 }
 
 TEST_F(Staging, SelfCheckSkipsDamagedPacketsAndKeepsThoseAroundThem) {

@@ -1,0 +1,118 @@
+// The queue beside the prescribed routines: the same rows, the same groups, and each change of one job alone.
+#include <cstring>
+#include <tuple>
+
+#include "stagedjob.h"
+#include "staging_support.h"
+
+using namespace velmorin;
+
+namespace {
+
+class Queue : public StagingFixture {
+  protected:
+    /// Stages the image for port 1, device e0, type 10, update address 20.
+    JobRow Add(const std::string& image, const std::string& name = "image") const {
+        JobRow job = DescribeJob(name, {0xE0, 0x10, 0x20}, image);
+        const Fault fault = StageImage(kStagingFile, image, &job);
+        EXPECT_FALSE(fault) << fault.text;
+        return job;
+    }
+
+    /// Everything but the second, which counts from 0.
+    Rows AllRows(int timestamp) const {
+        const std::string since = std::to_string(timestamp);
+        Rows rows;
+        for (const std::string& columns :
+             {"state,name,chargeaddress,caninterface,devtype,updateaddress,filesize,result,timeuse,crcA,crcB,"
+              "timestamp-" +
+                  since + " FROM tag_history",
+              "state,address,canid,count,crc32A,crc32B,savestamp-" + since + " FROM tag_infor",
+              "state,address,canid,dataid,datalen,data,savestamp-" + since + " FROM tag_data"}) {
+            for (const std::string& row : Sql("SELECT id," + columns + " ORDER BY id")) rows.push_back(row);
+        }
+        return rows;
+    }
+
+    /// `timestamp - that of job|state|result|groups|packets` of every job.
+    Rows Jobs(const JobRow& job) const {
+        return Sql("SELECT timestamp-" + std::to_string(job.timestamp) +
+                   ",state,result,(SELECT count(*) FROM tag_infor WHERE savestamp=timestamp),"
+                   "(SELECT count(*) FROM tag_data WHERE savestamp=timestamp) FROM tag_history ORDER BY id");
+    }
+};
+
+TEST_F(Queue, RowsAndLoadedGroupsAreThoseOfThePacker) {
+    for (const std::size_t size : {1U, 4U, 1024U, 1027U, 2050U}) {
+        std::filesystem::remove(bench.StagingFile());
+        const std::string bytes = TestImage(size);
+        ASSERT_EQ(Stage(bytes), 0);
+        const std::string path = (bench.Root() / "image").string();
+        const Rows expected = AllRows(packer.timestamp);
+        std::filesystem::remove(bench.StagingFile());
+        JobRow job = Add(bytes, path);
+        EXPECT_TRUE(AllRows(job.timestamp) == expected) << size;
+
+        std::string image, damage;
+        EXPECT_FALSE(ReadStagedImage(kStagingFile, job, true, &image, &damage));
+        EXPECT_TRUE(image == bytes && damage.empty()) << damage;
+        std::list<s_addnode> groups, live;
+        PackForDevice(image, &job, &groups);
+        Capture([&] { packer.Pack_RuningV2(path.c_str(), &history, &live); });
+        EXPECT_EQ(std::pair(job.crcA, job.crcB), std::pair(history.crcA, history.crcB));
+        ASSERT_EQ(groups.size(), live.size());
+        for (auto group = groups.begin(), same = live.begin(); same != live.end(); ++group, ++same) {
+            const auto fields = [](const s_addnode& g) {
+                return std::tuple(g.state, g.addrstate, g.sendcount, g.address, g.canid, g.count, g.crc32A,
+                                  g.crc32B);
+            };
+            EXPECT_EQ(fields(*group), fields(*same));
+            ASSERT_EQ(group->dataqueue.size(), 256U);
+            for (std::size_t k = 0; k < 256; ++k) {
+                EXPECT_EQ(
+                    0, std::memcmp(&group->dataqueue[k].frame, &same->dataqueue[k].frame, sizeof(can_frame)));
+            }
+        }
+    }
+    EXPECT_EQ(DescribeJob(std::string(128, 'x'), {}, "").name, "");
+    EXPECT_EQ(DescribeJob(std::string(127, 'x'), {}, "").name.size(), 127U);
+}
+
+TEST_F(Queue, EveryJobHasASecondThatNoJobAndNoRowHas) {
+    const JobRow first = Add("one");
+    const auto second = [&](int after) { return std::to_string(first.timestamp + after); };
+    Sql("INSERT INTO tag_infor(savestamp) VALUES(" + second(1) +
+        "); INSERT INTO tag_data(savestamp) VALUES(" + second(2) +
+        "); INSERT INTO tag_history(timestamp) VALUES(" + second(4) + ")");
+    EXPECT_EQ(Add("two").timestamp, first.timestamp + 3);
+    JobRow unstaged = DescribeJob("three", {0xE0, 0x10, 0x20}, "three");
+    EXPECT_FALSE(InsertJob(kStagingFile, &unstaged));
+    EXPECT_EQ(unstaged.timestamp, first.timestamp + 5);
+}
+
+TEST_F(Queue, EachChangeIsOfOneJobAlone) {
+    const auto yes = [] { return Fault{}; };
+    const JobRow first = Add("one"), second = Add("two"), third = Add("three"), fourth = Add("four");
+    Sql("INSERT INTO tag_history VALUES(NULL,1,'','e0',1,16,'20',1,0,5,'',''," +
+        std::to_string(first.timestamp) + ")");  // of another program, in the same second
+    EXPECT_FALSE(RecordResult(kStagingFile, first, 12, 345));
+    EXPECT_EQ(Jobs(first), (Rows{"0|1|12|0|0", "1|0|-1|1|1", "2|0|-1|1|2", "3|0|-1|1|1", "0|1|0|0|0"}));
+    EXPECT_EQ(Sql("SELECT timeuse FROM tag_history WHERE id=1"), Rows{"345"});
+    EXPECT_FALSE(CloseJob(kStagingFile, third.timestamp, yes));
+    EXPECT_EQ(Jobs(second), (Rows{"-1|1|12|0|0", "0|0|-1|1|1", "1|1|13|0|0", "2|0|-1|1|1", "-1|1|0|0|0"}));
+
+    // An open job's rows stay; those of a closed one, of no job and without a second go.
+    Sql("UPDATE tag_history SET state=1 WHERE id=2; UPDATE tag_data SET savestamp=NULL WHERE id=1;"
+        "INSERT INTO tag_infor(savestamp) VALUES(5),(NULL); INSERT INTO tag_history(timestamp,state) "
+        "VALUES(NULL,0)");
+    Cleaned cleaned;
+    EXPECT_FALSE(CleanUnowned(kStagingFile, &cleaned));
+    EXPECT_EQ(std::tuple(cleaned.groups, cleaned.packets, cleaned.shrunk), std::tuple(3, 1, true));
+    EXPECT_EQ(Sql("SELECT savestamp FROM tag_infor UNION ALL SELECT savestamp FROM tag_data"),
+              (Rows{std::to_string(fourth.timestamp), std::to_string(fourth.timestamp)}));
+    EXPECT_FALSE(CleanAll(kStagingFile, yes, &cleaned));
+    EXPECT_EQ(std::tuple(cleaned.jobs, cleaned.groups, cleaned.packets), std::tuple(1, 1, 1));
+    EXPECT_EQ(RecordResult(kStagingFile, JobRow{}, 0, 0).kind, FaultKind::kNoJob);
+}
+
+}  // namespace
