@@ -1,0 +1,157 @@
+"""A staging file on a bench of its own, the commands that work on it, and what has to hold whatever befell them."""
+import os
+import shutil
+import sqlite3
+import subprocess
+import tempfile
+from pathlib import Path
+
+FIRST, THIRD, NEXT, FRESH = b"first image", bytes(range(256)) * 5, b"the next image" * 9, b"a fresh image"
+ORPHANS = 5  # rows of a second that no job has
+HISTORY = "SELECT id,state,name,chargeaddress,filesize,result,crcA,crcB,timestamp FROM tag_history ORDER BY id"
+GROUPS = "SELECT * FROM tag_infor WHERE savestamp=? ORDER BY id"
+PACKETS = "SELECT * FROM tag_data WHERE savestamp=? ORDER BY id"
+
+
+class Bench:
+    """A bench folder; a copy of another one's staging file to begin with, if given."""
+
+    def __init__(self, programs, base, of=None):
+        self.programs, self.root = programs, Path(tempfile.mkdtemp(dir=base))
+        self.app = self.root / "mnt/nandflash/app"
+        self.file, self.exported, self.said = self.app / "chargeupdate.db", self.app / "exported", self.root / "said"
+        self.app.mkdir(parents=True)
+        if of is not None:
+            shutil.copy(of.file, self.file)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        shutil.rmtree(self.root, ignore_errors=True)
+
+    def environment(self):
+        return {**os.environ, "VELMORIN_BENCH": str(self.root)}
+
+    def ctl(self, *words, under=(), timeout=100):
+        """Runs velmorinctl; what it says on standard output is in `said`."""
+        with open(self.said, "wb") as said:
+            return subprocess.run([*under, self.programs.ctl, *words], env=self.environment(), stdout=said,
+                                  stderr=subprocess.PIPE, timeout=timeout, check=False)
+
+    def stage_words(self, image):
+        path = self.root / "image"
+        path.write_bytes(image)
+        return ["stage", str(path), "--charge", "e0", "--device", "10", "--update", "20"]
+
+    def stage(self, image):
+        """The timestamp of the new job."""
+        done = self.ctl(*self.stage_words(image))
+        assert done.returncode == 0, done.stderr
+        return int(self.said.read_text().split()[2].rstrip(","))
+
+    def device(self, *options):
+        """A simulated device that is ready."""
+        device = subprocess.Popen([self.programs.sim, "--bench", str(self.root), *options], stdout=subprocess.PIPE)
+        device.stdout.readline()
+        return device
+
+    def read(self):
+        """Every job's row by its second, and the rows that are staged under each second."""
+        if not self.file.exists():
+            return {}, {}
+        with sqlite3.connect(self.file, timeout=20) as db:
+            assert db.execute("PRAGMA integrity_check").fetchall() == [("ok",)]
+            jobs = {row[-1]: row[:-1] for row in db.execute(HISTORY)}
+            seconds = {row[0] for row in db.execute("SELECT savestamp FROM tag_infor UNION SELECT savestamp FROM tag_data")}
+            rows = {second: db.execute(GROUPS, [second]).fetchall() + db.execute(PACKETS, [second]).fetchall()
+                    for second in seconds}
+        db.close()
+        return jobs, rows
+
+
+def closed(state, seconds, result):
+    """What `state` becomes when these jobs are closed."""
+    jobs, rows = state
+    jobs = {second: (row[0], 1, *row[2:5], result, *row[6:]) if second in seconds else row for second, row in jobs.items()}
+    return jobs, {second: staged for second, staged in rows.items() if second not in seconds}
+
+
+class Start:
+    """The queue that every command begins with: two open jobs, a closed one, and rows that belong to none."""
+
+    def __init__(self, programs, base):
+        self.bench = Bench(programs, base)
+        self.first, second, self.third = (self.bench.stage(image) for image in (FIRST, b"second", THIRD))
+        assert self.bench.ctl("close", str(second)).returncode == 0
+        with sqlite3.connect(self.bench.file) as db:
+            db.execute("INSERT INTO tag_infor(savestamp) VALUES(?)", [ORPHANS])
+            db.execute("INSERT INTO tag_data(savestamp) VALUES(?)", [ORPHANS])
+        db.close()
+        self.state = self.bench.read()
+
+    def commands(self):
+        """By name: the words, and what the queue is afterwards; None where a job is added."""
+        jobs, rows = self.state
+        everything = closed((jobs, {}), [self.first, self.third], 13)
+        owned = {second: staged for second, staged in rows.items() if second != ORPHANS}
+        return {
+            "stage": (lambda bench: bench.stage_words(NEXT), None),
+            "first stage": (lambda bench: bench.stage_words(NEXT), None),
+            "close": (lambda _: ["close", str(self.first)], closed(self.state, [self.first], 13)),
+            "clean": (lambda _: ["clean"], (jobs, owned)),
+            "clean --all": (lambda _: ["clean", "--all"], everything),
+            "export": (lambda bench: ["export", str(bench.exported)], self.state),
+            "download": (lambda _: ["download", "--pace", "max", "--quiet"], closed(self.state, [self.first], 0)),
+        }
+
+    def bench_for(self, name, base):
+        return Bench(self.bench.programs, base, None if name == "first stage" else self.bench)
+
+
+def check(start, name, bench, said_done):
+    """Whole or not at all, and done if it was said to be; then the queue is emptied and a fresh image goes through."""
+    before = ({}, {}) if name == "first stage" else start.state
+    expected = start.commands()[name][1]
+    now = bench.read()
+    if expected is None:
+        added = [second for second in now[0] if second not in before[0]]
+        done = len(added) == 1
+        assert len(added) <= 1 and all(now[0][second] == row for second, row in before[0].items()), "jobs differ"
+        if done:
+            assert image_of(now[1][added[0]]) == NEXT, "the new job is not whole"
+        assert {second: rows for second, rows in now[1].items() if second not in added} == before[1], "rows differ"
+    elif name == "export":
+        done = bench.exported.exists()
+        assert now == before, "exporting changed the queue"
+        assert not done or bench.exported.read_bytes() == FIRST, "exported in part"
+    else:
+        done = now == expected
+        assert done or now == before, f"neither done nor undone: {now[0]}"
+    assert done or not said_done, "said to be done"
+
+    for second, row in now[0].items():
+        if row[1] == 0:
+            ended = bench.ctl("close", str(second))
+            assert ended.returncode == 0, ended.stderr
+    bench.stage(FRESH)
+    bench.exported.unlink(missing_ok=True)
+    ended = bench.ctl("export", str(bench.exported))
+    assert ended.returncode == 0 and bench.exported.read_bytes() == FRESH, ended.stderr
+    return done
+
+
+def image_of(rows):
+    """The image bytes of a job's packets."""
+    packets = [row for row in rows if len(str(row[6])) == 16]
+    return b"".join(bytes.fromhex(row[6])[4:row[5]] for row in packets)
+
+
+def programs_of(arguments):
+    """The options that every script takes."""
+    import argparse
+    parser = argparse.ArgumentParser(description=arguments)
+    for program in ("ctl", "velmorin", "sim"):
+        parser.add_argument("--" + program, required=True)
+    parser.add_argument("--seed", type=int, default=int(os.environ.get("VELMORIN_SEED") or int.from_bytes(os.urandom(4), "big")))
+    return parser
