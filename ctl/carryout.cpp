@@ -70,7 +70,7 @@ std::string TextOf(const RunReport& report) {
 const char* DeviceHolds(const RunReport& report) {
     if (report.image_confirmed) return "the device holds the new image, whole";
     return report.groups > 0 ? "the device holds a part of the new image"
-                             : "the device holds nothing of the new image";
+                             : "the device holds no whole group of the new image";
 }
 
 void Load(const PackedJob& job, canframe* session) {
@@ -180,11 +180,13 @@ void JobRunner::RunSession(PackedJob* job, canframe* session, JobEnd* end) {
     SystemWaiting waiting;
     end->report = RunWatched(*session, options_.run, *display_, waiting);
     display_->Clear();
+    if (end->report.end != RunEnd::kDecided) end->report.device_status.reset();  // no reply ended the job
     end->status = StatusOf(end->report);
     end->text = TextOf(end->report);
     if (end->report.end == RunEnd::kSilent || end->report.end == RunEnd::kBusLost) {
         end->text += "; " + SilenceAdvice(options_.interface, job->row.chargeaddress);
     }
+    if (end->report.end != RunEnd::kDecided) end->text += std::string("; ") + DeviceHolds(end->report);
 }
 
 void JobRunner::Record(const PackedJob& job, JobEnd* end) {
@@ -210,7 +212,7 @@ const JobEnd& JobRunner::Finish(JobEnd end) {
         end.text += "; the log " + options_.log + " is cut short: " + display_->LogFault();
         if (end.status == kExitDone) end.status = kExitFailure;
     }
-    display_->OnEnd(end);
+    if (!options_.dry_run || options_.json || end.status != kExitDone) display_->OnEnd(end);
     display_.reset();
     if (end.status != kExitDone) Fail(end.what, end.text, end.status);
     return ends_.emplace_back(std::move(end));

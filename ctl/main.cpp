@@ -76,9 +76,10 @@ void AddTarget(CLI::App* command, CommandLine* line) {
 int RefuseLog(const CommandLine& words) {
     const std::string& log = words.run.log;
     if (log.empty()) return kExitDone;
-    for (const std::string& file : {words.image, StagingFile()}) {
+    for (const auto& [name, file] :
+         {std::pair{"the image", words.image}, {"the staging file", StagingFile()}}) {
         if (IsSameFile(file, log))
-            return Fail("--log", log + " is " + file + "; name another file", kExitUsage);
+            return Fail("--log", log + " is " + name + "; name another file", kExitUsage);
     }
     return kExitDone;
 }
