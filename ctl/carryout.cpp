@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 
 #include "bus.h"
 #include "db.h"
@@ -143,11 +144,18 @@ bool JobRunner::TakeInterface(JobEnd* end) {
 
 bool JobRunner::OpenLog(JobEnd* end) {
     if (options_.log.empty() || log_) return true;
+    const std::string path = platform::ResolvePath(options_.log.c_str());
+    std::error_code unknown;
+    const std::filesystem::file_status status = std::filesystem::status(path, unknown);
+    if (std::filesystem::is_fifo(status) || std::filesystem::is_socket(status)) {
+        return Refused(end, kExitFailure, options_.log, "a log cannot be a pipe or a socket; name a file");
+    }
     try {
-        log_.emplace(platform::ResolvePath(options_.log.c_str()), options_.interface);
+        log_.emplace(path, options_.interface);
         return true;
     } catch (const std::exception& error) {
-        return Refused(end, kExitFailure, "log", error.what());
+        return Refused(end, kExitFailure, "log",
+                       std::string(error.what()) + "; name a file that can be made");
     }
 }
 

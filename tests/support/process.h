@@ -49,12 +49,11 @@ class Process {
 
     /// Waits until standard output holds `text`. False when the program ended or the time is up before that.
     bool WaitForOutput(const std::string& text, int timeout_ms = 60000) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
-        while (output.find(text) == std::string::npos) {
-            if (std::chrono::steady_clock::now() > end || !Collect(20))
-                return output.find(text) != std::string::npos;
-        }
-        return true;
+        return WaitFor(output, text, timeout_ms);
+    }
+    /// The same for standard error.
+    bool WaitForErrors(const std::string& text, int timeout_ms = 60000) {
+        return WaitFor(errors, text, timeout_ms);
     }
 
     /// Waits for the end. The exit status, 128 + signal, or -1 when the time is up.
@@ -69,6 +68,7 @@ class Process {
         return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     }
 
+    pid_t Pid() const { return pid_; }
     void Signal(int number) const { kill(pid_, number); }
 
     /// Closes the reading end of its standard output.
@@ -80,6 +80,14 @@ class Process {
     std::string output, errors;
 
   private:
+    bool WaitFor(const std::string& stream, const std::string& text, int timeout_ms) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+        while (stream.find(text) == std::string::npos) {
+            if (std::chrono::steady_clock::now() > end || !Collect(20)) break;
+        }
+        return stream.find(text) != std::string::npos;
+    }
+
     /// Reads what there is; false once both pipes are at their end.
     bool Collect(int timeout_ms) {
         pollfd ends[2] = {{out_, POLLIN, 0}, {err_, POLLIN, 0}};

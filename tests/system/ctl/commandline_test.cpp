@@ -1,0 +1,92 @@
+// What velmorinctl says to a command line or to an image that it cannot carry out.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "ctlbench.h"
+
+namespace {
+
+class CommandLine : public CtlBench {};
+
+TEST_F(CommandLine, NamesWhatItCannotTake) {
+    const struct {
+        std::string line;
+        std::string says;
+    } cases[] = {
+        {"", "which command?"},
+        {"dowload", "unknown command 'dowload'; did you mean download?"},
+        {"frobnicate", "unknown command 'frobnicate'\n"},
+        {update + " --pase 3", "unknown option '--pase'; did you mean --pace?"},
+        {"update image --chrge e0", "unknown option '--chrge'; did you mean --charge?"},
+        {update + " more", "one word too many: 'more'"},
+        {"update image --charge e0 --device 10", "--update is required"},
+        {update + " --pace 0", "--pace: '0' is neither"},
+        {update + " --pace -1", "--pace: '-1' is neither"},
+        {update + " --pace 101", "--pace: '101' is neither"},
+        {update + " --pace 1.5", "--pace: '1.5' is neither"},
+        {update + " --patience x", "--patience: 'x' is not a number from 0 to 86400"},
+        {update + " --patience 86401", "--patience: '86401' is not"},
+        {update + ",,21", "--update: '' is not hexadecimal from 0 to ff"},
+        {update + ",100", "--update: '100' is not hexadecimal"},
+        {update + " --interface a/b", "--interface: 'a/b'"},
+        {update + " --json --quiet", "--json excludes --quiet"},
+        {update + " --log " + bench.Root().string() + "/./image", "is the image; name another file"},
+        {"download --job 5 --all", "--job excludes --all"},
+        {"download --log " + bench.Write("mnt/nandflash/app/chargeupdate.db", "x"), "is the staging file"},
+        {"jobs --last 0", "--last: '0' is not a number from 1"},
+        {"close", "TIMESTAMP is required"},
+        {"check --charge 1e0", "--charge: '1e0' is not hexadecimal"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(Run(c.line), 2) << c.line;
+        EXPECT_TRUE(Says("velmorinctl: ") && Says(c.says)) << c.line << ": " << err;
+        EXPECT_EQ(out, "") << c.line;
+    }
+    EXPECT_EQ(BenchDir::Read(bench.Root() / "image"), image);
+}
+
+TEST_F(CommandLine, HelpKnowsEveryCommandAndIsLostWithoutOutput) {
+    EXPECT_EQ(Run("--help"), 0);
+    for (const char* command : {"update", "stage", "download", "jobs", "export", "close", "clean", "check"}) {
+        EXPECT_NE(out.find("\n  " + std::string(command) + " "), std::string::npos) << command;
+        EXPECT_EQ(Run(std::string(command) + " --help",
+                      {"/bin/sh", "-c", "exec " VELMORINCTL " $* >/dev/full", "sh"}),
+                  1)
+            << command;
+        EXPECT_TRUE(Says("velmorinctl: standard output: No space left on device")) << err;
+        EXPECT_EQ(Run("--help"), 0);
+    }
+}
+
+TEST_F(CommandLine, ImagesThatCannotBeTakenAndLogsThatCannotBeWrittenSayWhy) {
+    StartDevice();
+    const std::string root = bench.Root().string() + "/";
+    ASSERT_EQ(mkfifo((root + "pipe").c_str(), 0666), 0);
+    bench.Write("empty", "");
+    bench.Write("huge", "");
+    ASSERT_EQ(truncate((root + "huge").c_str(), 1L << 31), 0);
+    const struct {
+        std::string image;
+        std::string says;
+    } cases[] = {{root + "missing", "No such file"},
+                 {root + "pipe", "pipe"},
+                 {root, "folder"},
+                 {"/dev/zero", "device"},
+                 {root + "empty", "empty"},
+                 {root + "huge", "2 GiB"}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(Run("update " + c.image + " --charge e0 --device 10 --update 20 --json"), 3) << c.image;
+        EXPECT_TRUE(Says("velmorinctl: " + c.image + ": ") && Says(c.says)) << err;
+        ASSERT_EQ(Events().size(), 1U) << out;
+        EXPECT_EQ(Events()[0]["event"], "end");
+        EXPECT_EQ(Events()[0]["status"], 3);
+        EXPECT_TRUE(Events()[0]["job"].is_null());
+    }
+    EXPECT_EQ(Run(update + " --log " + root + "no/log"), 1);
+    EXPECT_TRUE(Says("no/log: No such file or directory")) << err;
+    EXPECT_EQ(Run(update + " --log " + root + "pipe"), 1);
+    EXPECT_TRUE(Says("pipe: ")) << err;
+    EXPECT_FALSE(std::filesystem::exists(bench.StagingFile())) << "no job began";
+}
+
+}  // namespace
