@@ -1,13 +1,15 @@
 #include "carryout.h"
 
+#include <sys/stat.h>
+
 #include <cmath>
 #include <cstdio>
 #include <exception>
-#include <filesystem>
 
 #include "bus.h"
 #include "db.h"
 #include "estimate.h"
+#include "file.h"
 #include "interface.h"
 #include "openjob.h"
 #include "platform.h"
@@ -145,10 +147,10 @@ bool JobRunner::TakeInterface(JobEnd* end) {
 bool JobRunner::OpenLog(JobEnd* end) {
     if (options_.log.empty() || log_) return true;
     const std::string path = platform::ResolvePath(options_.log.c_str());
-    std::error_code unknown;
-    const std::filesystem::file_status status = std::filesystem::status(path, unknown);
-    if (std::filesystem::is_fifo(status) || std::filesystem::is_socket(status)) {
-        return Refused(end, kExitFailure, options_.log, "a log cannot be a pipe or a socket; name a file");
+    struct stat status {};
+    if (stat(path.c_str(), &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode))) {
+        const std::string kind = OtherKind(status.st_mode);
+        return Refused(end, kExitFailure, options_.log, kind + " cannot take the log; name a file");
     }
     try {
         log_.emplace(path, options_.interface);

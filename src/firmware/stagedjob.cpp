@@ -39,7 +39,8 @@ std::string ReadImage(const std::string& path, std::string* image) {
     const File file(fd < 0 ? nullptr : fdopen(fd, "rb"));
     struct stat status {};
     if (!file || fstat(fd, &status) != 0) return std::strerror(errno);
-    if (!S_ISREG(status.st_mode)) return "not a regular file; name the image itself";
+    if (const char* kind = OtherKind(status.st_mode))
+        return std::string(kind) + ", not an image; name a file";
     if (status.st_size == 0) return "empty; an image has at least one byte";
     if (status.st_size > INT_MAX) return "2 GiB or more, which no device takes";
     image->resize(static_cast<std::size_t>(status.st_size));

@@ -126,7 +126,7 @@ TEST_F(Ctl, NamesWhatIsNoImageAndStagesNothing) {
     const std::pair<std::string, const char*> cases[] = {
         {"/no/such", "No such file or directory"},
         {(bench.Root() / "dangling").string(), "No such file or directory"},
-        {bench.Root().string(), "not a regular file; name the image itself"},
+        {bench.Root().string(), "a folder, not an image; name a file"},
         {bench.Write("none", ""), "empty; an image has at least one byte"},
         {bench.Write(std::string(128, 'x') + ".tar.gz", "image"),
          "an archive's path has to fit the job's row, in 127 characters; use a shorter one"},
