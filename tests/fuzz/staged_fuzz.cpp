@@ -9,11 +9,10 @@
 
 #include "Load.h"
 #include "benchdir.h"
-#include "checkstaged.h"
 #include "db.h"
 #include "input.h"
-#include "jobs.h"
 #include "sessionrules.h"
+#include "stagedjob.h"
 
 using namespace velmorin;
 
@@ -119,10 +118,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     Load loader;
     loader.Load_DbToCache(&record, &cache);
     if (loader.mstamp != record.timestamp) Fail("loaded another job");
-    std::vector<JobRow> jobs;
-    const JobRow* open = ReadJobs(kStagingFile, &jobs).empty() ? FirstOpen(jobs) : nullptr;
-    if (open != nullptr && CheckStaged(*open, cache).empty() && cache.empty())
-        Fail("an empty cache is whole");
+    OpenJobs jobs;
+    if (!SortOpenJobs(kStagingFile, std::nullopt, &jobs)) {
+        for (JobRow& job : jobs.whole) {
+            std::string image, damage;
+            if (ReadStagedImage(kStagingFile, job, true, &image, &damage) || !damage.empty())
+                Fail("a whole job is none");
+            std::list<s_addnode> groups;
+            PackForDevice(image, &job, &groups);
+            if (groups.empty()) Fail("a whole job has no groups");
+            Send(groups);
+        }
+    }
     SelfCheck(cache);
     Send(cache);
     loader.Load_SynDatabases(0);

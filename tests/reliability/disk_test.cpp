@@ -66,20 +66,6 @@ TEST_F(Disk, FullDiskLeavesNoHalfMadeStagingFile) {
     EXPECT_EQ(Results(), Words{"1|0"});
 }
 
-TEST_F(Disk, DiskThatFillsUpInTheMiddleKeepsTheStagingFileWhole) {
-    StartDevice({"--silent"});
-    StartUpdater(1000);
-    ASSERT_TRUE(updater->WaitForOutput("loop//loop-1:1"));
-    updater->Signal(SIGTERM);
-    EXPECT_EQ(updater->Wait(), 143);
-    device.reset();
-    const std::string before = BenchDir::Read(bench.StagingFile());
-    EXPECT_NE(Update("trap '' XFSZ; ulimit -f 0; exec \"$@\"").find("insert database error!: "),
-              std::string::npos);
-    EXPECT_EQ(SqlRows(bench.StagingFile(), "PRAGMA integrity_check"), Words{"ok"});
-    EXPECT_EQ(Results(), Words{"1|13"}) << "the former job's row";
-}
-
 TEST_F(Disk, PipeInThePlaceOfTheJobFileIsNoJob) {
     ASSERT_EQ(mkfifo(bench.JobFile().c_str(), 0600), 0);
     Process run({VELMORIN});

@@ -9,29 +9,36 @@ import sys
 import tempfile
 from concurrent.futures import ThreadPoolExecutor
 
-from stagedbench import Start, check, programs_of
+from stagedbench import NEXT, Start, check, programs_of
 
-SKIPPED = 77
+SKIPPED, TIMED_OUT = 77, 124
+ON_BUS = {"download", "velmorin"}
 ACTIONS = ["signal=SIGKILL"] + [f"error={name}" for name in ("ENOSPC", "EIO", "EROFS", "EMFILE")]
 
 
 def run(start, base, name, injection=None, log="/dev/null"):
     """The command under strace; how it ended and, for a fault, what came of it."""
     with start.bench_for(name, base) as bench:
-        device = bench.device("--once") if name == "download" else None
-        under = ["strace", "-f", "-y", "-o", log] + (["-e", f"trace={injection[0]}", "-e", f"inject={injection[0]}:{injection[1]}"]
-                                                     if injection else [])
+        under = ["strace", "-f", "-y", "-o", log]
+        if injection:
+            under += ["-e", f"trace={injection[0]}", "-e", f"inject={injection[0]}:{injection[1]}"]
+        if name == "velmorin":  # its start alone: there is no device
+            under = ["timeout", "1", *under]
+            words, program = [bench.image_file(NEXT), "e0", "10", "20"], start.bench.programs.velmorin
+        else:
+            words, program = start.commands()[name][0](bench), None
+        device = bench.device("--once", *(["--silent"] if name == "velmorin" else [])) if name in ON_BUS else None
         try:
-            ended = bench.ctl(*start.commands()[name][0](bench), under=under)
+            ended = bench.ctl(*words, under=under, program=program)
         finally:
             if device:
                 device.kill()
                 device.wait()
         if injection is None:
-            assert ended.returncode == 0, ended.stderr
+            assert ended.returncode == (TIMED_OUT if name == "velmorin" else 0), ended
             return str(bench.root)
-        if ended.returncode > 128 or ended.returncode < 0:
-            assert abs(ended.returncode) in (signal.SIGKILL, 128 + signal.SIGKILL), ended
+        if name == "velmorin" or ended.returncode > 128 or ended.returncode < 0:
+            assert abs(ended.returncode) in (TIMED_OUT, signal.SIGKILL, 128 + signal.SIGKILL), ended
         elif ended.returncode != 0:
             assert b"velmorinctl: " in ended.stderr, ended
         return check(start, name, bench, ended.returncode == 0)
@@ -63,8 +70,8 @@ def main():
     with tempfile.TemporaryDirectory() as base:
         start = Start(options, base)
         faults = [(name, call, f"{action}:when={number}{rest}")
-                  for name in start.commands() for call, number in calls(start, base, name)
-                  for action in ACTIONS for rest in (("", "+") if "error" in action else ("",))]
+                  for name in [*start.commands(), "velmorin"] for call, number in calls(start, base, name)
+                  for action in (ACTIONS if name != "velmorin" else ACTIONS[:1]) for rest in (("", "+") if "error" in action else ("",))]
         print(f"{len(faults)} faults", end="")
         if options.sample:
             faults = random.Random(options.seed).sample(faults, options.sample)
