@@ -10,7 +10,7 @@ import tempfile
 import threading
 import time
 
-from stagedbench import Bench, image_of, programs_of
+from stagedbench import Bench, image_of, options
 
 DECIDED = {0, 5, 8, 10, 12}
 # Exit statuses that may come; 3: no job is open any more, or it is closed already.
@@ -116,19 +116,15 @@ class Crowd:
 
 
 def main():
-    parser = programs_of(__doc__)
-    parser.add_argument("--seconds", type=float, default=60)
-    parser.add_argument("--number", type=int, default=10, help="commands of each kind")
-    options = parser.parse_args()
-    print(f"VELMORIN_SEED={options.seed}")
-    with tempfile.TemporaryDirectory() as base, Bench(options, base) as bench:
+    given = options(__doc__, seconds=60, number=10)
+    with tempfile.TemporaryDirectory() as base, Bench(given, base) as bench:
         (bench.root / "station").write_bytes(b"station" * 3)
         device = bench.device()
-        crowd = Crowd(bench, options.seed)
-        crowd.run(options.number, options.seconds)
+        crowd = Crowd(bench, given.seed)
+        crowd.run(given.number, given.seconds)
         device.kill()
         device.wait()
-        faults = crowd.judge(options.number)
+        faults = crowd.judge(given.number)
         print("\n".join(faults))
         return 1 if faults else 0
 

@@ -1,19 +1,15 @@
 #!/usr/bin/env python3
 """Every storage call of velmorinctl's commands fails, or ends the process: nothing is lost, nothing half done."""
 import collections
-import random
 import re
-import shutil
 import signal
 import sys
 import tempfile
-from concurrent.futures import ThreadPoolExecutor
 
-from stagedbench import NEXT, Start, check, programs_of
+from stagedbench import NEXT, campaign, check
 
-SKIPPED, TIMED_OUT = 77, 124
+TIMED_OUT = 124  # of timeout(1)
 ON_BUS = {"download", "velmorin"}
-ACTIONS = ["signal=SIGKILL"] + [f"error={name}" for name in ("ENOSPC", "EIO", "EROFS", "EMFILE")]
 
 
 def run(start, base, name, injection=None, log="/dev/null"):
@@ -58,41 +54,13 @@ def calls(start, base, name):
                 yield call[1], count[call[1]]
 
 
-def main():
-    parser = programs_of(__doc__)
-    parser.add_argument("--sample", type=int, help="so many faults at random instead of all")
-    parser.add_argument("--jobs", type=int, default=2, help="faults tried side by side")
-    options = parser.parse_args()
-    if shutil.which("strace") is None:
-        print("strace is missing")
-        return SKIPPED
-    print(f"VELMORIN_SEED={options.seed}")
-    with tempfile.TemporaryDirectory() as base:
-        start = Start(options, base)
-        faults = [(name, call, f"{action}:when={number}{rest}")
-                  for name in [*start.commands(), "velmorin"] for call, number in calls(start, base, name)
-                  for action in (ACTIONS if name != "velmorin" else ACTIONS[:1]) for rest in (("", "+") if "error" in action else ("",))]
-        print(f"{len(faults)} faults", end="")
-        if options.sample:
-            faults = random.Random(options.seed).sample(faults, options.sample)
-        came_of, broken = collections.Counter(), 0
-
-        def attempt(fault):
-            try:
-                return "done" if run(start, base, fault[0], fault[1:]) else "undone"
-            except Exception as why:  # the next fault is to be tried all the same
-                return f"BROKEN {why!r}"
-
-        with ThreadPoolExecutor(options.jobs) as pool:
-            for fault, outcome in zip(faults, pool.map(attempt, faults)):
-                came_of[fault[0], outcome.split()[0]] += 1
-                if outcome.startswith("BROKEN"):
-                    broken += 1
-                    print(f"\n{' '.join(fault)}: {outcome}", end="")
-        print(f", {len(faults)} tried:")
-        for (name, outcome), number in sorted(came_of.items()):
-            print(f"  {name}: {number} {outcome}")
-        return 1 if broken else 0
+def faults(start, base, _):
+    for name in [*start.commands(), "velmorin"]:
+        for call, number in calls(start, base, name):
+            yield name, (call, f"signal=SIGKILL:when={number}")
+            for error in ("ENOSPC", "EIO", "EROFS", "EMFILE") if name != "velmorin" else ():
+                yield name, (call, f"error={error}:when={number}")
+                yield name, (call, f"error={error}:when={number}+")
 
 
-sys.exit(main())
+sys.exit(campaign(__doc__, faults, run))

@@ -1,19 +1,16 @@
 #!/usr/bin/env python3
 """The power goes at every moment of velmorinctl's commands, and takes what was not synced, all of it or in part."""
-import collections
 import hashlib
+import itertools
 import os
-import random
 import re
-import shutil
 import sys
 import tempfile
-from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
-from stagedbench import Bench, Start, check, programs_of
+from stagedbench import Bench, campaign, check
 
-SKIPPED, SECTOR = 77, 512
+SECTOR = 512
 TRACED = "openat,write,pwrite64,ftruncate,fsync,fdatasync,rename,renameat2,link,unlink"
 HEX = r'((?:\\x[0-9a-f]{2})*)'
 CALL = re.compile(r'\d+ +(\w+)\((.*)\) += (\d+)')
@@ -116,15 +113,15 @@ def record(start, base, name):
         return disk, [(match[1], match[2]) for match in map(CALL.match, log) if match]
 
 
-def states(start, base, name, rng):
-    """(said to be done, files) after every prefix of the calls, each different one once."""
-    disk, calls = record(start, base, name)
-    seen = set()
-    for call, arguments in [(None, None)] + calls:
-        if call is not None and not disk.apply(call, arguments):
-            continue
-        for names in ("kept", "dropped", "torn"):
-            for data in ("kept", "dropped", "torn"):
+def states(start, base, rng):
+    """(command, said to be done, files) after every prefix of its calls, each different one once."""
+    for name in start.commands():
+        disk, calls = record(start, base, name)
+        seen = set()
+        for call, arguments in [(None, None), *calls]:
+            if call is not None and not disk.apply(call, arguments):
+                continue
+            for names, data in itertools.product(("kept", "dropped", "torn"), repeat=2):
                 files = disk.after(names, data, rng)
                 key = hashlib.sha256(repr((disk.said, sorted(files.items()))).encode()).digest()
                 if key not in seen:
@@ -132,46 +129,11 @@ def states(start, base, name, rng):
                     yield name, disk.said, files
 
 
-def try_state(start, base, state):
-    name, said, files = state
+def survive(start, base, name, said, files):
     with Bench(start.bench.programs, base) as bench:
         for file, content in files.items():
             Path(bench.app, file).write_bytes(content)
         return check(start, name, bench, said)
 
 
-def main():
-    parser = programs_of(__doc__)
-    parser.add_argument("--sample", type=int, help="so many states at random instead of all")
-    parser.add_argument("--jobs", type=int, default=2, help="states tried side by side")
-    options = parser.parse_args()
-    if shutil.which("strace") is None:
-        print("strace is missing")
-        return SKIPPED
-    print(f"VELMORIN_SEED={options.seed}")
-    rng = random.Random(options.seed)
-    with tempfile.TemporaryDirectory() as base:
-        start = Start(options, base)
-        found = [state for name in start.commands() for state in states(start, base, name, rng)]
-        tried = rng.sample(found, options.sample) if options.sample else found
-        came_of, broken = collections.Counter(), 0
-
-        def attempt(state):
-            try:
-                return "done" if try_state(start, base, state) else "undone"
-            except Exception as why:  # the next state is to be tried all the same
-                return f"BROKEN {why!r} {[(n, len(c)) for n, c in state[2].items()]} said: {state[1]}"
-
-        with ThreadPoolExecutor(options.jobs) as pool:
-            for state, outcome in zip(tried, pool.map(attempt, tried)):
-                came_of[state[0], outcome.split()[0]] += 1
-                if outcome.startswith("BROKEN"):
-                    broken += 1
-                    print(f"{state[0]}: {outcome}")
-        print(f"{len(found)} states, {len(tried)} tried:")
-        for (name, outcome), number in sorted(came_of.items()):
-            print(f"  {name}: {number} {outcome}")
-        return 1 if broken else 0
-
-
-sys.exit(main())
+sys.exit(campaign(__doc__, states, survive))

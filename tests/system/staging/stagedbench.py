@@ -1,9 +1,13 @@
 """A staging file on a bench of its own, the commands that work on it, and what has to hold whatever befell them."""
+import argparse
+import collections
 import os
+import random
 import shutil
 import sqlite3
 import subprocess
 import tempfile
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 FIRST, THIRD, NEXT, FRESH = b"first image", bytes(range(256)) * 5, b"the next image" * 9, b"a fresh image"
@@ -152,11 +156,40 @@ def image_of(rows):
     return b"".join(bytes.fromhex(row[6])[4:row[5]] for row in packets)
 
 
-def programs_of(arguments):
-    """The options that every script takes."""
-    import argparse
-    parser = argparse.ArgumentParser(description=arguments)
+def options(description, **more):
+    """What the command line says: the programs, the seed, and further numbers with their defaults."""
+    parser = argparse.ArgumentParser(description=description)
     for program in ("ctl", "velmorin", "sim"):
         parser.add_argument("--" + program, required=True)
-    parser.add_argument("--seed", type=int, default=int(os.environ.get("VELMORIN_SEED") or int.from_bytes(os.urandom(4), "big")))
-    return parser
+    seed = int(os.environ.get("VELMORIN_SEED") or int.from_bytes(os.urandom(4), "big"))
+    for name, default in {"seed": seed, **more}.items():
+        parser.add_argument("--" + name, type=int, default=default)
+    given = parser.parse_args()
+    print(f"VELMORIN_SEED={given.seed}")
+    return given
+
+
+def campaign(description, cases_of, attempt):
+    """Tries every case, or a sample; each begins with its command's name. The exit status; 77 without strace."""
+    given = options(description, sample=0, jobs=2)
+    if shutil.which("strace") is None:
+        print("strace is missing")
+        return 77
+    with tempfile.TemporaryDirectory() as base:
+        start, rng = Start(given, base), random.Random(given.seed)
+        cases = list(cases_of(start, base, rng))
+        tried = rng.sample(cases, given.sample) if given.sample else cases
+
+        def outcome(case):
+            try:
+                return "done" if attempt(start, base, *case) else "undone"
+            except Exception as why:  # the next case is to be tried all the same
+                print(f"{str(case)[:200]}: {why!r}", flush=True)
+                return "BROKEN"
+
+        with ThreadPoolExecutor(given.jobs) as pool:
+            came_of = collections.Counter(zip((case[0] for case in tried), pool.map(outcome, tried)))
+        print(f"{len(tried)} of {len(cases)} tried:")
+        for (name, what), number in sorted(came_of.items()):
+            print(f"  {name}: {number} {what}")
+        return 1 if any(what == "BROKEN" for _, what in came_of) else 0
