@@ -86,17 +86,6 @@ int db::DB_RecordHistory(int result, int timeuse, int timestamp, const char* fil
     return DB_RunCommond(statement.get(), file, key);
 }
 
-int db::DB_CloseJob(int result, int timestamp, const char* file, const char* key) {
-    const Text statement(sqlite3_mprintf(
-        "UPDATE tag_history SET state=1,result=%d where timestamp=%d and state=0 and result=-1", result,
-        timestamp));
-    return DB_RunCommond(statement.get(), file, key);
-}
-
-int db::DB_TryWrite(const char* file, const char* key) {
-    return DB_RunCommond("DELETE FROM tag_infor where 0", file, key);
-}
-
 int db::DB_Clean(const char* file, const char* key) {
     for (const char* statement : {"DELETE FROM tag_data", "VACUUM", "DELETE FROM tag_infor", "VACUUM"}) {
         DB_RunCommond(statement, file, key);

@@ -42,12 +42,6 @@ class db {
     /// Closes every row of that timestamp with a result code and milliseconds. The result of `DB_RunCommond`;
     /// 0 also when there is no such row.
     int DB_RecordHistory(int result, int timeuse, int timestamp, const char* file, const char* key);
-    /// Closes the open rows of that timestamp alone, with a result code; their time stays. The result of
-    /// `DB_RunCommond`; 0 also when there is no such row.
-    int DB_CloseJob(int result, int timestamp, const char* file, const char* key);
-    /// Takes the lock that every writing statement needs and gives it back. The result of `DB_RunCommond`: -1
-    /// when the file cannot be written now or has no tables.
-    int DB_TryWrite(const char* file, const char* key);
     /// Empties the staged groups and packets and gives their room back; job rows stay. Always 0, failures are
     /// reported only.
     int DB_Clean(const char* file, const char* key);

@@ -35,9 +35,11 @@ Fault Foreign(const std::string& what) {
 Fault LookAt(const std::string& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) {
-        if (errno == ENOENT)
+        const int reason = errno;
+        if (lstat(path.c_str(), &status) == 0) return Foreign("a link that leads nowhere");
+        if (reason == ENOENT)
             return {FaultKind::kMissing, "there is no staging file; velmorinctl stage makes one"};
-        return {FaultKind::kUnreadable, std::string(std::strerror(errno)) + "; look at the path"};
+        return {FaultKind::kUnreadable, std::string(std::strerror(reason)) + "; look at the path"};
     }
     if (S_ISDIR(status.st_mode)) return Foreign("a folder, not a staging file");
     if (!S_ISREG(status.st_mode)) return Foreign("not a regular file");
@@ -49,11 +51,11 @@ Fault LookAt(const std::string& path) {
 }
 
 Fault NotWritable(const std::string& path) {
-    const bool closed = access(path.c_str(), W_OK) != 0;
-    const std::string why = closed ? std::strerror(errno) : "its folder does not let a journal be made";
-    return {FaultKind::kNotWritable,
-            "cannot be written: " + why +
-                (closed && errno == EROFS ? "; mount it for writing" : "; run as its owner")};
+    if (access(path.c_str(), W_OK) == 0 || errno == ENOENT)
+        return {FaultKind::kNotWritable,
+                "its folder lets no file be made, which every change needs; run as its owner"};
+    const char* const remedy = errno == EROFS ? "; mount it for writing" : "; run as its owner";
+    return {FaultKind::kNotWritable, std::string("cannot be written: ") + std::strerror(errno) + remedy};
 }
 
 }  // namespace
@@ -89,6 +91,7 @@ Fault Transaction::LastFault() {
             return {FaultKind::kDisk, "the disk is full; make room and try again"};
         case SQLITE_CANTOPEN:
             if (fault_of_system == EACCES || fault_of_system == EROFS) return NotWritable(path_);
+            if (fault_of_system == ENOENT) return {FaultKind::kDisk, "its folder is missing; make it first"};
             [[fallthrough]];
         case SQLITE_IOERR:
             return {FaultKind::kDisk, "the disk fails: " + system + "; look at the disk and try again"};

@@ -255,10 +255,19 @@ TEST_F(Ctl, EveryFileThatIsNoStagingFileIsNamedAndLeftAlone) {
         }
         EXPECT_TRUE(Content() == before) << message;
     }
-    std::filesystem::remove(bench.StagingFile());
-    std::filesystem::create_directory(bench.StagingFile());
+    const std::pair<std::string, const char*> places[] = {
+        {"mkdir $1", "a folder, not a staging file"},
+        {"ln -s nowhere $1", "a link that leads nowhere"},
+        {"mkfifo $1", "not a regular file"},
+    };
+    for (const auto& [shell, what] : places) {
+        ASSERT_EQ(Run("", {"/bin/sh", "-c", "rm -rf $1; " + shell, "sh", bench.StagingFile()}), 0);
+        EXPECT_EQ(Run(stage), 3);
+        EXPECT_EQ(err, File() + what + move);
+    }
+    std::filesystem::remove_all(std::filesystem::path(bench.StagingFile()).parent_path());
     EXPECT_EQ(Run(stage), 3);
-    EXPECT_EQ(err, File() + "a folder, not a staging file" + move);
+    EXPECT_EQ(err, File() + "its folder is missing; make it first\n");
 }
 
 TEST_F(Ctl, BusyFileIsWaitedForUnlessASignalComesAndItsHolderIsNamed) {
