@@ -85,21 +85,6 @@ TEST_F(Ctl, ListsJobsInColumnsThatNoNameCanBreak) {
     EXPECT_EQ(err, "velmorinctl: standard output: No space left on device\n");
 }
 
-TEST_F(Ctl, TakesNothingButWholeNumbersInTheirRange) {
-    const std::string stage = "stage " + bench.Write("image", "image") + " --charge e0 --device 10";
-    Words wrong = {"jobs x",   "jobs --last 0",    "export",    "export f --job x", "close", "close 1x",
-                   "close -1", "close 2147483648", "close 1 2", "clean 1",          stage};
-    for (const char* value : {"100", "-1", "g", "0x", "+1", "1.0"}) {
-        wrong.push_back(stage + " --update " + value);
-    }
-    for (const char* value : {"256", "-1", "a"}) wrong.push_back(stage + " --update 20 --port " + value);
-    for (const std::string& line : wrong) {
-        EXPECT_EQ(Run(line), 2) << line;
-        EXPECT_TRUE(out.empty() && !err.empty()) << line;
-    }
-    EXPECT_FALSE(std::filesystem::exists(bench.StagingFile()));
-}
-
 TEST_F(Ctl, StagesForThePortThatGoesWithTheAddressAndTellsWhatItMade) {
     const std::pair<const char*, const char*> cases[] = {
         {"--charge 0xE0 --device ff --update 0", "e0|1|255|00"},
