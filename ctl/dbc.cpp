@@ -35,9 +35,10 @@ int PrintDbc(int charge_address) {
     for (std::sregex_iterator match(database.begin(), database.end(), identifier), end; match != end;
          ++match) {
         const std::string text((*match)[2]);
-        std::printf("%s%s", std::string(rest, (*match)[2].first).c_str(), ForDevice(text, charge).c_str());
+        std::fprintf(Out(), "%s%s", std::string(rest, (*match)[2].first).c_str(),
+                     ForDevice(text, charge).c_str());
         rest = (*match)[2].second;
     }
-    std::fputs(std::string(rest, database.end()).c_str(), stdout);
+    std::fputs(std::string(rest, database.end()).c_str(), Out());
     return FinishOutput();
 }

@@ -11,6 +11,7 @@
 #include "arguments.h"
 #include "check.h"
 #include "commands.h"
+#include "dbc.h"
 #include "listing.h"
 #include "platform.h"
 #include "process.h"
@@ -46,15 +47,6 @@ struct CommandLine {
     bool all = false;
     std::function<int()> command;
 };
-
-/// An option whose number is none unless given.
-CLI::Option* AddOptional(CLI::App* app, const std::string& name, NumberRange range, std::optional<int>* value,
-                         const std::string& help) {
-    return app
-        ->add_option_function<std::string>(
-            name, [=](const std::string& text) { *value = ParseNumber(name, text, range); }, help)
-        ->type_name(range.base == 16 ? "HEX" : "N");
-}
 
 CLI::App* AddCommand(CLI::App* app, CommandLine* line, const char* name, const char* help,
                      int (*command)(CommandLine&)) {
@@ -108,8 +100,8 @@ void AddDownload(CLI::App* app, CommandLine* line) {
         if (const int status = RefuseLog(words); status != 0) return status;
         return Download(words.choice, words.run);
     });
-    CLI::Option* job = AddOptional(download, "--job", kTimestamp, &line->choice.timestamp,
-                                   "the job of this timestamp (default: the oldest whole one)");
+    CLI::Option* job = AddNumber(download, "--job", kTimestamp, &line->choice.timestamp,
+                                 "the job of this timestamp (default: the oldest whole one)");
     download->add_flag("--all", line->choice.all, "every whole job, oldest first")->excludes(job);
     AddRunOptions(download, &line->run);
 }
@@ -136,8 +128,8 @@ void AddStagingFile(CLI::App* app, CommandLine* line) {
     CLI::App* file = AddCommand(app, line, "export", "write the image of a staged job to a new file",
                                 [](CommandLine& words) { return Export(words.file, words.job); });
     file->add_option("FILE", line->file, "the file to make")->required()->type_name("");
-    AddOptional(file, "--job", kTimestamp, &line->job,
-                "the job of this timestamp (default: the oldest whole one)");
+    AddNumber(file, "--job", kTimestamp, &line->job,
+              "the job of this timestamp (default: the oldest whole one)");
 
     CLI::App* close =
         AddCommand(app, line, "close", "close an open job that nobody will finish, as interrupted",
@@ -158,8 +150,15 @@ void AddCheck(CLI::App* app, CommandLine* line) {
                                      return Check(words.interface, words.charge, words.as_json);
                                  });
     AddInterface(check, &line->interface);
-    AddOptional(check, "--charge", kHexByte, &line->charge, "ask the device at this address, too");
+    AddNumber(check, "--charge", kHexByte, &line->charge, "ask the device at this address, too");
     check->add_flag("--json", line->as_json, "as one JSON object");
+}
+
+void AddDbc(CLI::App* app, CommandLine* line) {
+    CLI::App* dbc = AddCommand(app, line, "dbc", "print the protocol's frames as a DBC database",
+                               [](CommandLine& words) { return PrintDbc(words.target.charge); });
+    AddNumber(dbc, "--charge", kHexByte, &line->target.charge, "address of the device on the bus")
+        ->required();
 }
 
 int ShowHelp(const std::string& text) {
@@ -188,6 +187,7 @@ int main(int argc, char** argv) try {
     AddDownload(&app, &line);
     AddStagingFile(&app, &line);
     AddCheck(&app, &line);
+    AddDbc(&app, &line);
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {

@@ -25,7 +25,7 @@ std::string CheckInterfaceName(const std::string& name) {
 int ParsePace(const std::string& text) {
     if (text == kPaceMaxText) return kPaceMax;
     try {
-        return ParseNumber("--pace", text, kPaces);
+        return static_cast<int>(ParseNumber("--pace", text, kPaces));
     } catch (const CLI::ValidationError&) {
         throw CLI::ValidationError("--pace", "'" + text + "' is neither a number from 1 to 100 nor max");
     }
