@@ -2,7 +2,7 @@
 
     decode_job.py VELMORIN VELMORINCTL VELMORIN-SIM
 
-One of device e0, and three of device f3 that are staged, whose last packets carry one, two and three image bytes.
+One of device e0, and one of device f3 that was staged: the same frames, the last group filled up.
 """
 import os
 import subprocess
@@ -20,7 +20,7 @@ except ImportError as missing:
     sys.exit(1 if os.environ.get("CI") == "true" else 77)
 
 VELMORIN, VELMORINCTL, VELMORIN_SIM = sys.argv[1:]
-JOBS = [("e0", 1000), ("f3", 5), ("f3", 6), ("f3", 7)]
+JOBS = [("e0", 1000), ("f3", 5)]
 BASE = 0x08004000
 
 
@@ -53,8 +53,9 @@ def decode(database, message):
                         if value.signal.start_bit < 8 * message.dlc}
 
 
-def expected_frames(image, sent):
-    """Heartbeats aside, for a group of which `sent` is on the bus."""
+def expected_frames(image):
+    """Heartbeats aside, for an image of one group."""
+    sent = image.ljust(1024, b"\xff")
     job = {"Port": 1, "DeviceType": 0x55, "UpdateAddress": 2}
     yield "StartDownload", {**job, "FuncIndex": 0}
     yield "StartDownloadReply", {**job, "Status": 0, "Plan": 0}
@@ -84,7 +85,7 @@ def check_job(folder, charge, size):
     if len(beats) < 8 or beats != wanted:
         sys.exit(f"heartbeats: {beats}")
     others = [frame for frame in frames if frame not in beats]
-    wanted = list(expected_frames(image, image.ljust(1024, b"\xff") if charge == "e0" else image))
+    wanted = list(expected_frames(image))
     if others != wanted:
         sys.exit(f"{charge}, {size} bytes: {[pair for pair in zip(others, wanted) if pair[0] != pair[1]][:3]}, "
                  f"{len(others)} frames of {len(wanted)}")
