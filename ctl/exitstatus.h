@@ -4,7 +4,7 @@
 constexpr int kExitDone = 0;
 constexpr int kExitFailure = 1;       ///< memory, standard output, or a result that could not be recorded
 constexpr int kExitUsage = 2;         ///< the command line
-constexpr int kExitStaging = 3;       ///< the image or the staging file; no such job
+constexpr int kExitStaging = 3;       ///< the image, the staging file or a log; no such job
 constexpr int kExitBus = 4;           ///< no such interface, no CAN, cannot be set up, down, bus off
 constexpr int kExitSilent = 5;        ///< the device does not answer
 constexpr int kExitRefused = 6;       ///< the device refused the download, or its version check failed

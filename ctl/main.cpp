@@ -12,6 +12,7 @@
 #include "check.h"
 #include "commands.h"
 #include "dbc.h"
+#include "explain.h"
 #include "listing.h"
 #include "platform.h"
 #include "process.h"
@@ -45,6 +46,7 @@ struct CommandLine {
     int timestamp = 0;
     std::optional<int> job;
     bool all = false;
+    ExplainRequest explain;
     std::function<int()> command;
 };
 
@@ -154,6 +156,32 @@ void AddCheck(CLI::App* app, CommandLine* line) {
     check->add_flag("--json", line->as_json, "as one JSON object");
 }
 
+int ExplainLog(const ExplainRequest& request) {
+    constexpr int kStatus[] = {kExitDone, kExitUsage, kExitStaging, kExitFailure};  // by ExplainEnd
+    const ExplainOutcome outcome = Explain(request);
+    std::fwrite(outcome.output.data(), 1, outcome.output.size(), Out());
+    const int printed = FinishOutput();
+    if (outcome.why.empty()) return printed;
+    return Fail(outcome.what, outcome.why, kStatus[static_cast<int>(outcome.end)]);
+}
+
+void AddExplain(CLI::App* app, CommandLine* line) {
+    CLI::App* explain =
+        AddCommand(app, line, "explain", "say what a candump log shows of updates, and why they failed",
+                   [](CommandLine& words) {
+                       EndAtOnceOnSignals();
+                       return ExplainLog(words.explain);
+                   });
+    ExplainRequest* request = &line->explain;
+    explain->add_option("LOG", request->log, "the log, gzip'ed or not; - for standard input")
+        ->required()
+        ->type_name("");
+    AddNumber(explain, "--charge", kHexByte, &request->charge,
+              "only the updates of the device at this address");
+    explain->add_flag("--json", request->as_json, "as one JSON document");
+    explain->add_option("--html", request->html, "write it as a page, too")->type_name("FILE");
+}
+
 void AddDbc(CLI::App* app, CommandLine* line) {
     CLI::App* dbc = AddCommand(app, line, "dbc", "print the protocol's frames as a DBC database",
                                [](CommandLine& words) { return PrintDbc(words.target.charge); });
@@ -187,6 +215,7 @@ int main(int argc, char** argv) try {
     AddDownload(&app, &line);
     AddStagingFile(&app, &line);
     AddCheck(&app, &line);
+    AddExplain(&app, &line);
     AddDbc(&app, &line);
     try {
         app.parse(argc, argv);

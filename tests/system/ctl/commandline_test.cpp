@@ -46,7 +46,8 @@ TEST_F(CommandLine, NamesWhatItCannotTake) {
 
 TEST_F(CommandLine, HelpKnowsEveryCommandAndIsLostWithoutOutput) {
     EXPECT_EQ(Run("--help"), 0);
-    for (const char* command : {"update", "stage", "download", "jobs", "export", "close", "clean", "check"}) {
+    for (const char* command :
+         {"update", "stage", "download", "jobs", "export", "close", "clean", "check", "explain", "dbc"}) {
         EXPECT_NE(out.find("\n  " + std::string(command) + " "), std::string::npos) << command;
         EXPECT_EQ(Run(std::string(command) + " --help",
                       {"/bin/sh", "-c", "exec " VELMORINCTL " $* >/dev/full", "sh"}),

@@ -88,7 +88,7 @@ TEST_P(Endings, HasItsStatusItsRowAndItsWords) {
 INSTANTIATE_TEST_SUITE_P(
     Devices, Endings,
     testing::Values(Ending{"Silent", "--silent", "--pace max", 5, "1|14", nullptr,
-                           "no answer to a heartbeat for 2 s; look at"},
+                           "; look at the device's power and at its address, --charge e0"},
                     Ending{"NoResetReply", "--no-reset-reply", "--pace max", 5, "1|14", nullptr,
                            "the device holds the new image, whole"},
                     Ending{"Refused", "--refuse-start 3", "--pace max", 6, "1|10", 3, "(status byte 03)"},
