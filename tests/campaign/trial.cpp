@@ -85,9 +85,9 @@ void Trial::RunSession() {
 }
 
 /// What explains logs must come to the session's own result, from the frames alone; to none for a job that is
-/// still going on. Of a session none of whose frames went out there is nothing to explain.
+/// still going on. Of a session whose frames did not all go out they cannot tell.
 std::string Trial::WronglyExplained(const std::vector<Update>& updates) const {
-    if (updates.empty() || updates.back().commands == 0) return "";
+    if (updates.empty() || desk_->refused > 0) return "";
     const int explained = updates.back().result.value_or(-1);
     if (explained == result_) return "";
     return "result " + std::to_string(result_) + " explained as " + std::to_string(explained);

@@ -117,8 +117,10 @@ ssize_t Desk::Read(void* to) {
 
 ssize_t Desk::Write(const void* from) {
     last_offer = now;
-    if (write_fault != 0) return Failure(write_fault);
-    if (!HasRoom()) return Failure(full_fault);
+    if (write_fault != 0 || !HasRoom()) {
+        ++refused;
+        return Failure(write_fault != 0 ? write_fault : full_fault);
+    }
     busy_until_ = std::max(busy_until_, now) + frame_time;
     can_frame frame;
     std::memcpy(&frame, from, sizeof frame);
@@ -129,7 +131,8 @@ ssize_t Desk::Write(const void* from) {
 
 void PackInto(canframe& session, const std::string& image) {
     const auto size = static_cast<int>(image.size());
-    const std::string padded = image + std::string(GroupsOf(size) * kGroupSize - size, '\xFF');
+    const std::string padded =
+        image + std::string(static_cast<std::size_t>(GroupsOf(size) * kGroupSize - size), '\xFF');
     const auto* bytes = reinterpret_cast<const unsigned char*>(padded.data());
     PackData packer;
     packer.canid = DataIdentifier(session.m_chargeaddress);

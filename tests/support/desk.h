@@ -68,6 +68,7 @@ class Desk : public velmorin::Waiting {
     Micros last_offer = 0;      ///< when the session last wrote, or tried to
     int count[2] = {};          ///< frames of either way so far
     std::deque<Arrival> inbox;  ///< what the session has still to read
+    int refused = 0;            ///< writes of the session that failed
     int read_fault = 0;         ///< errno of every read, 0 for none
     int write_fault = 0;        ///< the same of writes
     Micros frame_time = 0;      ///< the bus takes so long for one frame,
