@@ -15,7 +15,8 @@ void Check(const ExplainedUpdate& update, const LogFacts& log) {
     const Update& u = update.facts;
     Micros spent = 0;
     for (const Micros phase : u.phases) spent += phase;
-    if (u.started < log.first || u.started > log.last || u.ended < u.started) Fail("an update outside its log");
+    if (u.started < log.first || u.started > log.last || u.ended < u.started)
+        Fail("an update outside its log");
     if (spent > log.last - log.first + 10'000'000) Fail("phases longer than the log");
     if (update.diagnoses.empty()) Fail("an update without a diagnosis");
     if (u.result == kResultOpen || (u.result && std::string(ResultText(*u.result)) == "unknown"))
