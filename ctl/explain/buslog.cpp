@@ -9,6 +9,8 @@
 namespace velmorin {
 namespace {
 
+constexpr Micros kMaxShift = 8'000'000'000'000'000'000;  // a log's time, at most 10^18, still fits on top
+
 bool IsCommand(std::uint8_t pf) {
     constexpr std::uint8_t kCommands[] = {kPfVersionCheck,   kPfHeartbeat,    kPfStartDownload,
                                           kPfAddressRequest, kPfGroupStart,   kPfData,
@@ -28,10 +30,10 @@ bool IsReply(std::uint8_t pf) {
 Micros BusLog::StraightTime(Micros at) {
     if (facts.frames > 0 && at < raw_last_) {
         ++facts.backwards;
-        shift_ += raw_last_ - at;
+        shift_ = std::min(shift_ + (raw_last_ - at), kMaxShift);
     }
     raw_last_ = at;
-    return at + shift_;
+    return std::max(facts.last, at + shift_);
 }
 
 BusLog::Interface* BusLog::InterfaceNamed(std::string_view name) {

@@ -53,7 +53,8 @@ void Follower::Command(const can_frame& frame, Micros at) {
         case kPfProgramCheck:
             Sent(kCheckExchange, at, IsUnanswered(kCheckExchange, pf));
             ForgetOwedStarts();
-            groups_in_all_ = FirstUnconfirmed();  // it is sent when no group is left
+            if (end_.code == kResultGroupRejected) over_ = false;  // a fourth start was not due after all
+            groups_in_all_ = FirstUnconfirmed();                   // it is sent when no group is left
             Enter(kStepProgramCheck, at);
             break;
         case kPfReset:

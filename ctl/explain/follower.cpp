@@ -97,8 +97,10 @@ bool Follower::LinkHeldSince(Micros from, Micros to) const {
         const Micros passes = passes_ - (now_ - at) - kPass;
         return passes < 0 ? 0U : static_cast<unsigned int>(passes / kBeat);
     };
-    const unsigned int missed = (heart_miss_ + heartbeats(from) - hidden_answered_) % (kMissedLimit + 1);
-    return missed + heartbeats(to) - heartbeats(from) <= kMissedLimit;
+    if (!any_heartbeat_) return false;
+    const unsigned int before = std::max(heartbeats(from), hidden_answered_);
+    const unsigned int missed = (heart_miss_ + before - hidden_answered_) % (kMissedLimit + 1);
+    return missed + std::max(heartbeats(to), before) - before <= kMissedLimit;
 }
 
 void Follower::LoseLink() {
@@ -155,7 +157,7 @@ void Follower::Answered(ExchangeKind kind, Micros at) {
     if (exchange.replies++ > 0) return;
     exchange.answered = at;
     // Sooner after the last send than the device ever answered: it is the reply to an earlier one.
-    exchange.late = exchange.sends > 1 && at - exchange.last < least_latency_ * 9 / 10;
+    exchange.late = exchange.sends > 1 && at - exchange.last < least_latency_ - least_latency_ / 10;
 }
 
 /// Counts what the exchange that ends here lacked or had too much of.

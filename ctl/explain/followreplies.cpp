@@ -188,7 +188,10 @@ void Follower::StartDue(Micros at) {
     GroupFacts& group = Group(index);
     start_due_ = at + kResend;
     if (StartsOf(index) >= kMaxGroupStarts) {
-        if (LinkHeldSince(replied_at_, at)) EndWith(kResultGroupRejected, at, update_.device_status);
+        // Starts that are not in the log were only made while the link held.
+        if (group.owed == 0 || LinkHeldSince(replied_at_, at))
+            EndWith(kResultGroupRejected, at, update_.device_status);
+        start_due_ = kNever;
         return;
     }
     ++group.owed;

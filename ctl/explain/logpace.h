@@ -13,6 +13,8 @@ constexpr Micros kBeat = kPass * kHeartbeatPasses;  ///< from heartbeat to heart
 /// run out.
 constexpr Micros kResend = 1000 * (kResendMs + kPassMs);
 
+constexpr Micros kNever = INT64_MAX;
+
 constexpr canid_t kErrorNoAck = CAN_ERR_ACK;
 constexpr canid_t kErrorBusOff = CAN_ERR_BUSOFF;
 
