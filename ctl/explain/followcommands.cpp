@@ -32,7 +32,7 @@ void Follower::Command(const can_frame& frame, Micros at) {
             return;
         case kPfStartDownload:
             Sent(kStartExchange, at, IsUnanswered(kStartExchange, pf));
-            if (step_ == kStepIdle && update_.idle_since != 0) update_.no_go_aheads.Note(update_.idle_since);
+            if (step_ > kStepStartDownload || step_ == kStepIdle) StartsOver();
             Enter(kStepStartDownload, at);
             break;
         case kPfAddressRequest:
@@ -66,6 +66,14 @@ void Follower::Command(const can_frame& frame, Micros at) {
             break;
     }
     last_pf_ = pf;
+}
+
+/// The link was lost by heartbeats that are not in the log.
+void Follower::StartsOver() {
+    if (update_.idle_since != 0) update_.no_go_aheads.Note(update_.idle_since);
+    update_.idle_since = 0;
+    heart_miss_ = 0;
+    hidden_answered_ = static_cast<unsigned int>(passes_ / kBeat);
 }
 
 /// Commands show the step, except that one may have been on its way when a reply changed it.

@@ -61,6 +61,7 @@ class Follower {
     void StartDue(Micros at);
 
     // followcommands.cpp: what the commands tell
+    void StartsOver();
     void Heartbeat(const std::uint8_t* data, Micros at);
     void GroupStart(std::uint32_t address, Micros at);
     std::size_t GroupOfStart(std::uint32_t address, bool* owed);
