@@ -47,6 +47,13 @@ class Doctor {
         Link();
         Others();
         Early();
+        if (all_.empty())
+            Add("group-refused",
+                "A fourth start of " + GroupName(std::max(LastGroup(), 0)) +
+                    " was due without a refusal: repeated go-aheads or verdicts used its three starts up. "
+                    "Look at the "
+                    "device's log and at a node that repeats frames.",
+                AtEnd(LastGroup()), true);
         const auto cause = std::ranges::find_if(all_, [&](const Diagnosis& d) { return d.id == cause_; });
         if (cause != all_.end()) std::rotate(all_.begin(), cause, cause + 1);
         return std::move(all_);
@@ -57,6 +64,7 @@ class Doctor {
         all_.push_back({id.data(), text, evidence});
         if (is_cause && cause_.empty()) cause_ = id;
     }
+    int LastGroup() const { return static_cast<int>(u_.groups.size()) - 1; }
     bool EndedWith(int code) const { return u_.result == code; }
     bool HasEnd() const { return u_.result && !u_.fell_silent; }
     Finding AtEnd(int group = -1) const { return {1, u_.ended, group}; }

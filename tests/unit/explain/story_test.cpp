@@ -102,6 +102,11 @@ const Story kStories[] = {
          l.Beat(2, false), l.Frame(0x30000020, {0, 0, 0, 0, 0, 0, 0, 0}), l.Beat(2, false);
      },
      kNone, "silent-device bus-errors log-ends-early"},
+    {"GoAheadsUseTheStartsUp",
+     [](auto& l) {
+         l.Begin(), l.Repeat(3, [&] { l.Start(0), l.Answer(0x78), l.Wait(-0.4), l.Answer(0x76); });
+     },
+     12, "group-refused"},
     // A fourth start is due at once after the third refusal; the one reply that is read after it still
     // counts.
     {"WrongHeartbeatReplyWhileClosing",
