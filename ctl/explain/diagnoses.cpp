@@ -186,7 +186,7 @@ class Doctor {
             const bool whole = group.missing == 0;
             std::string text =
                 by_refusal && group.refused > 0
-                    ? "The device refused " + GroupName(last) + ", " + Times(group.refused) +
+                    ? "The device refused " + GroupName(last) + ": " + Times(group.refused) +
                           (whole ? ", though its packets are complete and in order on the bus: the device's "
                                    "flash or its supply, or a device that "
                                    "takes packets too slowly; look at its supply while it writes."
