@@ -87,9 +87,9 @@ void Trial::RunSession() {
 /// What explains logs must come to the session's own result, from the frames alone; to none for a job that is
 /// still going on. Of a session whose frames did not all go out they cannot tell.
 std::string Trial::WronglyExplained(const std::vector<Update>& updates) const {
-    if (updates.empty() || desk_->refused > 0) return "";
-    const int explained = updates.back().result.value_or(-1);
+    const int explained = updates.empty() ? -1 : updates.back().result.value_or(-1);
     if (explained == result_) return "";
+    if (explained == -1 && desk_->refused > 0) return "";
     return "result " + std::to_string(result_) + " explained as " + std::to_string(explained);
 }
 
