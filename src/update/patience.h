@@ -9,8 +9,8 @@
 namespace velmorin {
 
 /// Keeps the time of what the device owes. Heartbeat replies are no answer, except while only heartbeats are
-/// out. The go-ahead, which nothing asks for, has a clock of its own: whatever is asked while it is missing is
-/// no reason to give up sooner.
+/// out. The go-ahead, which nothing asks for, has a clock of its own: whatever is asked while it is missing
+/// is no reason to give up sooner.
 class Patience {
   public:
     /// 0 seconds: for ever.
