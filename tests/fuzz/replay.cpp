@@ -1,4 +1,4 @@
-// Runs a fuzz target over the files named on the command line, and over all files of folders named there.
+// Runs a fuzz target over all files of the folders named on the command line.
 // What a target finds ends the process; the last line names the file.
 #include <cstdint>
 #include <cstdio>
@@ -13,10 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
 int main(int argc, char** argv) {
     std::set<std::filesystem::path> files;
     for (int i = 1; i < argc; ++i) {
-        if (!std::filesystem::is_directory(argv[i]))
-            files.insert(argv[i]);
-        else
-            for (const auto& entry : std::filesystem::directory_iterator(argv[i])) files.insert(entry.path());
+        for (const auto& entry : std::filesystem::directory_iterator(argv[i])) files.insert(entry.path());
     }
     for (const auto& path : files) {
         std::fprintf(stderr, "%s\n", path.c_str());

@@ -46,10 +46,6 @@ Desk::~Desk() {
     current = nullptr;
 }
 
-Desk* Desk::Current() {
-    return current;
-}
-
 void Desk::Wait(int, bool writable, Micros until) {
     if (writable) until = std::min(until, std::max(now, busy_until_ - (room - 1) * frame_time));
     while (inbox.empty() && Step(until)) {
@@ -64,21 +60,13 @@ void Desk::RunTo(Micros until) {
 bool Desk::Step(Micros until) {
     const auto due = device ? device->NextDue() : std::nullopt;
     const bool replies = due && (moments_.empty() || *due < moments_.begin()->first);
-    if (!replies && moments_.empty()) {
-        now = std::max(now, until);
-        return false;
-    }
-    const Micros next = replies ? *due : moments_.begin()->first;
-    if (next > until) {
-        now = std::max(now, until);
-        return false;
-    }
-    now = std::max(now, next);
-    if (replies) {
+    const Micros next = replies ? *due : moments_.empty() ? until + 1 : moments_.begin()->first;
+    now = std::max(now, std::min(next, until));
+    if (next > until) return false;
+    if (replies)
         Offer(kToUpdater, *device->TakeDue(now));
-    } else {
+    else
         moments_.extract(moments_.begin()).mapped()();
-    }
     return true;
 }
 

@@ -37,8 +37,6 @@ class Desk : public velmorin::Waiting {
 
     explicit Desk(canframe& session, const std::optional<sim::Settings>& settings = sim::Settings());
     ~Desk() override;
-    Desk(const Desk&) = delete;
-    Desk& operator=(const Desk&) = delete;
 
     Micros Now() override { return now; }
     void Wait(int fd, bool writable, Micros until) override;
@@ -56,7 +54,6 @@ class Desk : public velmorin::Waiting {
     ssize_t Read(void* to);
     ssize_t Write(const void* from);
     Micros WallClock() const { return wall_start_ + now + wall_jump; }
-    static Desk* Current();
 
     std::optional<sim::Device> device;
     bool deaf = false;  ///< the device neither hears nor sends

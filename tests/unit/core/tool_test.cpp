@@ -1,42 +1,13 @@
 #include "tool.h"
 
 #include <gtest/gtest.h>
-#include <sys/time.h>
 
-#include <chrono>
-#include <csignal>
-#include <cstdlib>
 #include <cstring>
-#include <regex>
 #include <string>
 
 #include "printed.h"
 
 namespace {
-
-TEST(Delay, SignalsNeitherCutNorStretchIt) {
-    struct sigaction ignore {};
-    ignore.sa_handler = [](int) {};
-    sigaction(SIGALRM, &ignore, nullptr);  // without SA_RESTART
-    const itimerval every_20ms{{0, 20000}, {0, 20000}};
-    const itimerval never{};
-    setitimer(ITIMER_REAL, &every_20ms, nullptr);
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(tool::Tool_Delayms(250), 0);
-    const auto waited = std::chrono::steady_clock::now() - start;
-    setitimer(ITIMER_REAL, &never, nullptr);
-    EXPECT_GE(waited, std::chrono::milliseconds(250));
-    EXPECT_LT(waited, std::chrono::milliseconds(750));
-}
-
-TEST(Switch, IsExactlyOn) {
-    unsetenv("VELMORIN_TEST_SWITCH");
-    EXPECT_EQ(tool::Tool_debug("VELMORIN_TEST_SWITCH"), 0);
-    for (const std::string value : {"ON", "on", "", "ON "}) {
-        setenv("VELMORIN_TEST_SWITCH", value.c_str(), 1);
-        EXPECT_EQ(tool::Tool_debug("VELMORIN_TEST_SWITCH"), value == "ON" ? 1 : 0) << value;
-    }
-}
 
 TEST(Hexadecimal, BytesToTextAndBack) {
     char text[16] = "";
@@ -75,14 +46,6 @@ TEST(Checksums, GiveThePublishedCheckValuesOrRefuse) {
     EXPECT_EQ(b(""), 0U);
     EXPECT_EQ(tool::crc32_planA(nullptr, 4), 0xFFFFFFFFU);
     EXPECT_EQ(tool::crc32_planB(nullptr, 4), 0U);
-}
-
-TEST(Banner, IsSixLines) {
-    const std::regex expected(
-        "-{58}\nProcess Name: velmorin\nVersion Info: V1\\.00\\(00\\)\n[^\n:]+: NULL\n"
-        "Compile Date: 20[0-9]{2}-(0[1-9]|1[0-2])-[0-3][0-9] [0-2][0-9]:[0-5][0-9]:[0-5][0-9]\n-{58}\n");
-    const auto banner = Printed([] { tool::Tool_SetInfor("velmorin", "V1.00(00)", "NULL"); });
-    EXPECT_TRUE(std::regex_match(banner, expected)) << banner;
 }
 
 }  // namespace

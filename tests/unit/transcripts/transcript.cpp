@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <map>
 #include <sstream>
-#include <stdexcept>
 #include <utility>
 #include <variant>
 
@@ -46,12 +45,6 @@ long Number(Words& words, long otherwise = 0) {
     return words >> text ? std::strtol(text.c_str(), nullptr, 0) : otherwise;
 }
 
-/// The value behind "name=", or nothing.
-std::optional<std::string> Value(const std::string& word, const std::string& name) {
-    if (!word.starts_with(name + "=")) return std::nullopt;
-    return word.substr(name.size() + 1);
-}
-
 class Player : public Watcher {
   public:
     Player() {
@@ -64,8 +57,6 @@ class Player : public Watcher {
         std::fclose(printing_);
         std::free(printed_);
     }
-    Player(const Player&) = delete;
-    Player& operator=(const Player&) = delete;
 
     void Carry(const std::string& line) {
         Do(line);
@@ -123,9 +114,9 @@ class Player : public Watcher {
         if (field == "groups") {
             std::string all;
             for (const s_addnode& each : session_.m_addlist)
-                all += Format("%s%x%s%s/%d", all.empty() ? "" : " ", each.address,
-                              each.addrstate == 1 ? "" : "?", each.state == 1 ? "+" : "",
-                              static_cast<int>(each.dataqueue.size()));
+                all +=
+                    Format("%s%x%s%s/%zu", all.empty() ? "" : " ", each.address,
+                           each.addrstate == 1 ? "" : "?", each.state == 1 ? "+" : "", each.dataqueue.size());
             return all;
         }
         return std::visit([&](auto member) { return Format("%d", session_.*member); }, kFields.at(field));
@@ -191,22 +182,21 @@ class Player : public Watcher {
     }
     void Device(Words& words) {
         sim::Settings settings;
-        const auto fault = [](const std::string& text) {
-            return sim::GroupFault{std::stoul(text), std::atoi(text.c_str() + text.find(':') + 1)};
-        };
+        sim::Faults& faults = settings.faults;
         for (std::string word; words >> word;) {
-            sim::Faults& faults = settings.faults;
-            if (word == "plan=A") settings.plan = sim::Plan::kA;
-            if (const auto v = Value(word, "reject")) faults.reject_groups.push_back(fault(*v));
-            if (const auto v = Value(word, "erase")) faults.erase_fails.push_back(fault(*v));
-            if (const auto v = Value(word, "refuse"))
-                faults.refuse_start = static_cast<std::uint8_t>(std::stoi(*v));
-            if (const auto v = Value(word, "check"))
-                faults.fail_check = static_cast<std::uint8_t>(std::stoi(*v));
-            if (const auto v = Value(word, "mute")) faults.mute_heartbeats = std::stoi(*v);
-            if (const auto v = Value(word, "delay")) faults.delay = std::stol(*v) * 1000;
-            if (word == "silent") faults.silent = true;
-            if (word == "no-reset") faults.no_reset_reply = true;
+            const std::string name = word.substr(0, word.find('='));
+            int first = 0, second = 0;
+            std::sscanf(word.c_str(), "%*[^=]=%d:%d", &first, &second);
+            const sim::GroupFault fault{static_cast<std::size_t>(first), second};
+            if (name == "plan") settings.plan = sim::Plan::kA;
+            if (name == "reject") faults.reject_groups.push_back(fault);
+            if (name == "erase") faults.erase_fails.push_back(fault);
+            if (name == "refuse") faults.refuse_start = static_cast<std::uint8_t>(first);
+            if (name == "check") faults.fail_check = static_cast<std::uint8_t>(first);
+            if (name == "mute") faults.mute_heartbeats = first;
+            if (name == "delay") faults.delay = first * 1000;
+            if (name == "silent") faults.silent = true;
+            if (name == "no-reset") faults.no_reset_reply = true;
         }
         MakeDesk(settings);
     }
@@ -257,20 +247,14 @@ class Player : public Watcher {
         frame.can_dlc = static_cast<unsigned char>(
             cut == std::string::npos ? data.size() / 2 : std::stoul(kind.substr(cut + 1)));
         for (std::size_t i = 0; i < data.size() / 2; ++i)
-            frame.data[i] = static_cast<unsigned char>(std::stoul(data.substr(2 * i, 2), nullptr, 16));
+            std::sscanf(data.c_str() + 2 * i, "%2hhx", &frame.data[i]);
         desk_->Arrive(Desk::kToUpdater, frame);
-    }
-    void Signal(Words&) {
-        CatchEndSignals();
-        std::raise(SIGTERM);
     }
     void Do(const std::string& line) {
         Words words(line);
         std::string name;
         words >> name;
-        const auto command = kCommands.find(name);
-        if (command == kCommands.end()) throw std::runtime_error("no command: " + line);
-        command->second(*this, words);
+        kCommands.at(name)(*this, words);
     }
     void At(Words& words) {
         const Micros moment = Number(words) * 1000;
@@ -279,10 +263,9 @@ class Player : public Watcher {
         desk_->At(moment, [this, line] { Do(line); });
     }
     void Repeat(Words& words) {
-        const long times = Number(words);
+        long times = Number(words);
         std::string line;
-        std::getline(words, line);
-        for (long i = 0; i < times; ++i) Do(line);
+        for (std::getline(words, line); times > 0; --times) Do(line);
     }
     void Pass(long passes) {
         for (; passes > 0 && session_.m_finished != 1; --passes) {
@@ -290,17 +273,13 @@ class Player : public Watcher {
             TellChanges();
         }
     }
-    void End(Words&) {
-        session_.CacheClean();
-        session_.UpdateRecord();
-    }
     void Watch(Words& words) {
         RunSettings settings;
         for (std::string word; words >> word;) {
             if (word == "trusting") settings.trusting = true;
             if (word == "progress") progress_ = true;
-            if (const auto v = Value(word, "pace")) settings.pace = std::stoi(*v);
-            if (const auto v = Value(word, "patience")) settings.patience_s = std::stoi(*v);
+            std::sscanf(word.c_str(), "pace=%d", &settings.pace);
+            std::sscanf(word.c_str(), "patience=%d", &settings.patience_s);
         }
         const RunReport r = RunWatched(session_, settings, *this, *desk_);
         constexpr const char* kEnds[] = {"decided", "silent", "bus lost", "signal"};
@@ -311,12 +290,8 @@ class Player : public Watcher {
         Tell(Format("%d bytes in %d groups, %d retries, %d ignored, %d queue waits, %.3f s, %.1f bytes/s",
                     r.bytes, r.groups, r.retries, r.ignored, r.queue_waits, r.duration_s, r.rate));
         if (desk_->device) {
-            const auto image = desk_->device->image();
-            const std::string wanted = TestImage(static_cast<std::size_t>(session_.m_filesize));
-            const bool whole =
-                image.size() >= wanted.size() &&
-                std::equal(wanted.begin(), wanted.end(), image.begin(),
-                           [](char a, std::uint8_t b) { return static_cast<std::uint8_t>(a) == b; });
+            const std::string held(desk_->device->image().begin(), desk_->device->image().end());
+            const bool whole = held.starts_with(TestImage(static_cast<std::size_t>(session_.m_filesize)));
             Tell(whole ? "the device holds the image" : "the device does not hold the image");
         }
         struct sigaction caught {};
@@ -375,13 +350,13 @@ const std::map<std::string, void (*)(Player&, Words&)> Player::kCommands = {
     {"down", [](Player& p, Words&) { p.desk_->read_fault = p.desk_->write_fault = ENETDOWN; }},
     {"up", [](Player& p, Words&) { p.desk_->read_fault = p.desk_->write_fault = 0; }},
     {"gone", [](Player& p, Words&) { p.desk_->read_fault = p.desk_->write_fault = ENODEV; }},
-    {"signal", [](Player& p, Words& words) { p.Signal(words); }},
+    {"signal", [](Player&, Words&) { CatchEndSignals(), std::raise(SIGTERM); }},
     {"jump", [](Player& p, Words& words) { p.desk_->wall_jump = Number(words) * 1'000'000; }},
     {"at", [](Player& p, Words& words) { p.At(words); }},
     {"repeat", [](Player& p, Words& words) { p.Repeat(words); }},
     {"pass", [](Player& p, Words& words) { p.Pass(Number(words, 1)); }},
     {"run", [](Player& p, Words&) { p.Pass(30000); }},
-    {"end", [](Player& p, Words& words) { p.End(words); }},
+    {"end", [](Player& p, Words&) { p.session_.CacheClean(), p.session_.UpdateRecord(); }},
     {"watch", [](Player& p, Words& words) { p.Watch(words); }},
 };
 

@@ -14,8 +14,7 @@ namespace {
 std::vector<std::filesystem::path> Transcripts() {
     std::vector<std::filesystem::path> paths;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(TRANSCRIPTS))
-        if (entry.path().extension() == ".txt" && entry.path().stem() != "CMakeLists")
-            paths.push_back(entry.path());
+        if (entry.is_regular_file()) paths.push_back(entry.path());
     return paths;
 }
 
