@@ -62,23 +62,6 @@ TEST_F(Job, FromAFileTakesEveryKeyAndItsOwnStartTime) {
     EXPECT_EQ(0, std::memcmp(packet.data, "\x01\x03\x04\0imag", 8));
 }
 
-TEST_F(Job, PacketsAreFinishedFramesAndAShortOneCarriesItsBytesOnly) {
-    PackData packer;
-    std::list<s_addnode> cache;
-    EXPECT_EQ(Printed([&] { packer.Pack_Init(0x101, 0x201, 0x110, 0x320); }), "CAN ID:1079018a\n");
-    const auto* bytes = reinterpret_cast<const unsigned char*>("abcdef");
-    EXPECT_EQ(packer.Pack_WriteDataToDBV2(&cache, 2, bytes, 6), 0);
-    const s_addnode& group = cache.front();
-    EXPECT_EQ(group.address, 3072U);
-    EXPECT_EQ(group.crc32A, 0xFFFFFFFFU);
-    EXPECT_EQ(group.crc32B, 0x4B8E39EFU);
-    const s_datanode& last = group.dataqueue[1];
-    EXPECT_EQ(last.dataid, 1);
-    EXPECT_EQ(last.frame.can_id, 0x9079018AU);
-    EXPECT_EQ(last.frame.can_dlc, 6);
-    EXPECT_EQ(0, std::memcmp(last.frame.data, "\x01\x10\x20\x01\x65\x66\0\0", 8));
-}
-
 TEST_F(Job, WhatIsNoImageIsRefusedByNameAndHasNoRow) {
     const std::string big = bench.Write("big", "");
     ASSERT_EQ(truncate(big.c_str(), 2147483648L), 0);

@@ -42,8 +42,8 @@ int system(const char* command) {
 }
 
 int socket(int domain, int type, int protocol) noexcept {
-    const std::string ending = std::to_string(type) + " " + std::to_string(protocol);
-    return kernel.Take("socket " + std::to_string(domain) + " " + ending, kernel.given_fd);
+    EXPECT_EQ(std::tuple(domain, type, protocol), std::tuple(29, 3, 1));
+    return kernel.Take("socket", kernel.given_fd);
 }
 
 int ioctl(int, unsigned long request, ...) noexcept {
@@ -57,8 +57,8 @@ int ioctl(int, unsigned long request, ...) noexcept {
 
 int bind(int, const sockaddr* address, socklen_t size) noexcept {
     const auto* can = reinterpret_cast<const sockaddr_can*>(address);
-    const std::string ending = std::to_string(can->can_ifindex) + " " + std::to_string(size);
-    return kernel.Take("bind " + std::to_string(can->can_family) + " " + ending, 0);
+    EXPECT_EQ(std::tuple(can->can_family, can->can_ifindex, size), std::tuple(29, 42, 16));
+    return kernel.Take("bind", 0);
 }
 
 }  // extern "C"
@@ -86,7 +86,7 @@ TEST_F(Port, SetsUpTheInterfaceAndBindsToIt) {
     CAN_Port* opened = CAN_Init(1, 250000);
     EXPECT_EQ(kernel.calls,
               "ifconfig can1 down\nip link set can1 type can bitrate 250000\nifconfig can1 up\n"
-              "socket 29 3 1\nindex of can1\nbind 29 42 16\n");
+              "socket\nindex of can1\nbind\n");
     const auto blocks = [&] { return (fcntl(kernel.given_fd, F_GETFL) & O_NONBLOCK) == 0; };
     EXPECT_FALSE(blocks());
     EXPECT_EQ(CAN_SetNonBlocking(opened, 0), 0);
@@ -118,9 +118,6 @@ TEST_F(Port, EveryFailureOfTheSetUpEndsTheProcess) {
         kernel.failing = failing;
         EXPECT_EXIT(CAN_Init(0, 125000), testing::ExitedWithCode(1), complaint);
     }
-    kernel.failing = "";
-    setenv("VELMORIN_BENCH", std::string(120, 'd').c_str(), 1);
-    EXPECT_EXIT(CAN_Init(0, 125000), testing::ExitedWithCode(1), "path too long for a Unix socket");
 }
 
 TEST_F(Port, IdentifiersArriveBare) {
