@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -12,6 +11,7 @@
 #include <set>
 #include <utility>
 
+#include "candump.h"
 #include "protocol.h"
 #include "wire.h"
 
@@ -56,34 +56,6 @@ bool IsUpdateReply(const can_frame& frame) {
            PfOf(frame) <= kPfResetReply;
 }
 
-/// "(seconds.micros) INTERFACE ID#DATA", with or without the direction behind it.
-bool ParseLine(const std::string& text, Line& to) {
-    long long seconds = 0, micros = 0;
-    char id[9] = {};
-    int at = 0;
-    if (std::sscanf(text.c_str(), "(%12lld.%6lld) %*15s %8[0-9A-Fa-f]#%n", &seconds, &micros, id, &at) != 3 ||
-        at == 0)
-        return false;
-    const std::size_t digits = std::strlen(id);
-    if (digits != 3 && digits != 8) return false;
-    to = {seconds * 1'000'000 + micros, {}};
-    to.frame.can_id = static_cast<canid_t>(std::stoul(id, nullptr, 16)) | (digits == 8 ? CAN_EFF_FLAG : 0);
-
-    std::string data = text.substr(static_cast<std::size_t>(at));
-    if (data.ends_with(" R") || data.ends_with(" T")) data.resize(data.size() - 2);
-    if (data.starts_with('R')) {
-        to.frame.can_id |= CAN_RTR_FLAG;
-        return true;
-    }
-    if (data.size() % 2 != 0 || data.size() > 2 * CAN_MAX_DLEN ||
-        data.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
-        return false;
-    to.frame.can_dlc = static_cast<std::uint8_t>(data.size() / 2);
-    for (std::size_t i = 0; i < to.frame.can_dlc; ++i)
-        to.frame.data[i] = static_cast<std::uint8_t>(std::stoul(data.substr(2 * i, 2), nullptr, 16));
-    return true;
-}
-
 /// The frames between some device and the updater, in the log's order.
 std::vector<Line> ReadLines(const std::string& path, std::size_t& skipped) {
     struct Close {
@@ -96,18 +68,16 @@ std::vector<Line> ReadLines(const std::string& path, std::size_t& skipped) {
     std::size_t frames = 0;
     std::array<char, kLongestLine> text{};
     while (gzgets(file.get(), text.data(), kLongestLine)) {
-        std::string line = text.data();
-        while (!line.empty() && std::isspace(static_cast<unsigned char>(line.back()))) line.pop_back();
-        if (line.empty()) continue;
-        Line each{};
-        if (!ParseLine(line, each)) {
-            ++skipped;
-            continue;
-        }
+        std::string_view line = text.data();
+        while (line.ends_with('\n')) line.remove_suffix(1);
+        LoggedFrame each;
+        const LineKind kind = ParseCandumpLine(line, &each);
+        skipped += kind == LineKind::kBad || kind == LineKind::kForeign;
+        if (kind != LineKind::kFrame) continue;
         ++frames;
         if (!IsExtendedData(each.frame)) continue;
         if (SourceOf(each.frame) == kUpdaterAddress || DestinationOf(each.frame) == kUpdaterAddress)
-            lines.push_back(each);
+            lines.push_back({each.at, each.frame});
     }
     int error = Z_OK;
     const char* const reason = gzerror(file.get(), &error);

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "candumpline.h"
+#include "candump.h"
 
 namespace velmorin {
 

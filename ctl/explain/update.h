@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "candumpline.h"
+#include "candump.h"
 #include "protocol.h"
 
 namespace velmorin {
