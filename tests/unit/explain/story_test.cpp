@@ -49,8 +49,6 @@ const Story kStories[] = {
          l.Ask(0x7C), l.Answer(0x7D, 1);
      },
      5, "image-refused doubled-verdict"},
-    {"ImageRefused", [](auto& l) { l.Begin(), l.Groups(0, 0), l.Ask(0x7C), l.Answer(0x7D, 7); }, 5,
-     "image-refused"},
     {"NoCheckReply", [](auto& l) { l.Begin(), l.Groups(0, 0), l.Repeat(5, [&] { l.Ask(0x7C); }); }, kNone,
      "no-check-reply log-ends-early"},
     {"NoResetReply",
@@ -125,8 +123,6 @@ TEST(Counts, TellLostFromLateAndDoubled) {
     EXPECT_EQ(update.doubled, 1U);
     EXPECT_EQ(update.resends, 2U);
     EXPECT_NEAR(static_cast<double>(update.late), 1.022e6, 1);
-    EXPECT_EQ(update.plan, 2);
-    EXPECT_EQ(SizeOf(update), 2048U);
     EXPECT_NEAR(RateOf(update), 1024 / 0.257, 40);
 }
 
@@ -152,7 +148,6 @@ TEST(Updates, OfOneDeviceFollowEachOtherAndOfTwoRunSideBySide) {
     EXPECT_EQ(updates[1].result, 12);
     EXPECT_EQ(updates[1].strangers.count, 0U);
     EXPECT_EQ(updates[2].result, 0);
-    EXPECT_EQ(updates[2].groups.size(), 2U);
 }
 
 }  // namespace

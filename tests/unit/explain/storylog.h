@@ -2,12 +2,15 @@
 // and whatever may go wrong between them.
 #pragma once
 
-#include <cstdio>
+#include <algorithm>
+#include <cmath>
 #include <initializer_list>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "buslog.h"
+#include "candump.h"
 #include "diagnoses.h"
 
 class StoryLog {
@@ -17,14 +20,10 @@ class StoryLog {
     double now = 100;
 
     void Frame(unsigned int id, std::initializer_list<int> data) {
-        char part[64];
-        std::snprintf(part, sizeof part, "(%.6f) can0 %08X#", now, id);
-        text += part;
-        for (const int byte : data) {
-            std::snprintf(part, sizeof part, "%02X", static_cast<unsigned int>(byte));
-            text += part;
-        }
-        text += "\n";
+        can_frame frame{id | CAN_EFF_FLAG, {static_cast<std::uint8_t>(data.size())}, 0, 0, 0, {}};
+        std::ranges::copy(data, frame.data);
+        const long long micros = std::llround(now * 1e6);
+        text += velmorin::CandumpLine({micros / 1'000'000, micros % 1'000'000}, "can0", frame) + '\n';
         now += 0.001;
     }
     void Ask(int pf, int b3 = 0, int b4 = 0, int b5 = 0) {
@@ -85,11 +84,9 @@ class StoryLog {
     std::vector<velmorin::Update> Updates() const {
         velmorin::BusLog bus;
         velmorin::LoggedFrame frame;
-        std::size_t at = 0;
-        for (std::size_t end; (end = text.find('\n', at)) != std::string::npos; at = end + 1) {
-            if (ParseCandumpLine(std::string_view(text).substr(at, end - at), &frame) ==
-                velmorin::LineKind::kFrame)
-                bus.Take(frame);
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line);) {
+            if (ParseCandumpLine(line, &frame) == velmorin::LineKind::kFrame) bus.Take(frame);
         }
         return bus.Finish();
     }

@@ -102,13 +102,12 @@ TEST(Functions, ReplaceInLinearTimeWhereTextAndPatternAreOneLongRun) {
 }
 
 TEST(Functions, FindTheSiUnitOfEveryExponent) {
-    std::string texts, names = "|";
+    std::string texts;
     for (int exponent = 26; exponent > -27; --exponent) {
         const CString value = "2e" + std::to_string(exponent);
         CString prefix, symbol;
         double factor = 0;
         texts += Row(SI_UnitStr(value.GetFloat(), factor, prefix, symbol), symbol);
-        if (!names.ends_with('|' + Row(prefix))) names += Row(prefix);
         EXPECT_DOUBLE_EQ(SI_UnitStr(value.GetFloat()).GetFloat() * factor, value.GetFloat());
     }
     EXPECT_EQ(
@@ -116,9 +115,6 @@ TEST(Functions, FindTheSiUnitOfEveryExponent) {
         "200|Y|20|Y|2|Y|200|Z|20|Z|2|Z|200|E|20|E|2|E|200|P|20|P|2|P|200|T|20|T|2|T|200|G|20|G|2|G|200|M|"
         "20|M|2|M|200|k|20|k|2|k|2|h|2|da|2||2|d|2|c|2|m|0.2|m|0.02|m|2|mu|0.2|mu|0.02|mu|2|n|0.2|n|0.02|n|"
         "2|p|0.2|p|0.02|p|2|f|0.2|f|0.02|f|2|a|0.2|a|0.02|a|2|z|0.2|z|0.02|z|2|y|0.2|y|0.02|y|");
-    EXPECT_EQ(names,
-              "|yotta|zetta|exa|peta|tera|giga|mega|kilo|hecto|deca||deci|centi|milli|micro|nano|pico|"
-              "femto|atto|zepto|yocto|");
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size);
