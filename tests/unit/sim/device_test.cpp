@@ -79,8 +79,6 @@ TEST(SimDevice, LeadsEveryTransferToItsEnd) {
              kSecond + kStartFirst + "7a 011020 6c918b72 > 7b 011020aa00500008\n" + kCheck},
         {"the address is lost", Job::kRunning, 0,
          kBegin + "77 011020 00440008 > 75 0110200000440008\n+20 > 76 0110200000400008"},
-        {"heartbeats wrap", Job::kRunning, 0,
-         "70 0110feff\n" + kBegin + "70 0110ffff\n70 01100000\n70 01100700"},
         {"without a start", Job::kNone, 0,
          "74 011020 > -\n77 011020 00400008 > -\n7a 011020 > -\n7c 011020 > -\n7e 011020 aa > 7f 011020aa"},
         {"commands of another job", Job::kRunning, 4,

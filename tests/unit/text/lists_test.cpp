@@ -114,7 +114,6 @@ static std::string Walk(CCharIterator& it, const std::string& steps) {
 TEST(Iterator, StopsAtBothEndsAndVisitsLineEndsOnlyForwards) {
     CString s("abc"), empty;
     CStringList list, lines = List("ab  c");
-    CCharIterator root;
     CStringIterator in_text(&s), in_empty(&empty), in_no_text;
     CStringListIterator in_list(&list), in_lines(&lines), in_no_list;
     Compare({
@@ -127,8 +126,6 @@ TEST(Iterator, StopsAtBothEndsAndVisitsLineEndsOnlyForwards) {
         {Raw(in_text.Match("ab", true)), "1"},
         {Raw(in_text.Match("d\0\0"s, true)) + Raw(s), "1abd"},  // the end is as many NULs as one likes
         {Walk(in_empty, "LPN") + Walk(in_no_text, "FPTNL") + Walk(in_no_list, "FPTNL"), std::string(13, 0)},
-        {Row(root.FirstPosition(), root.ThisPosition(), root.LastPosition(), root.Match("\0"s, true)),
-         "0|0|0|1|"},
         {Row(in_empty.ThisPosition(), in_no_text.LastPosition(), in_no_list.LastPosition()), "0|0|0|"},
         {Walk(in_list, "LNP"), std::string(3, 0)},
         {Walk(in_lines, "TNNNNNN"), "ab\0\0c\0\0"s},
