@@ -14,19 +14,14 @@ TEST_F(CommandLine, NamesWhatItCannotTake) {
     } cases[] = {
         {"", "which command?"},
         {"dowload", "unknown command 'dowload'; did you mean download?"},
-        {"frobnicate", "unknown command 'frobnicate'\n"},
         {update + " --pase 3", "unknown option '--pase'; did you mean --pace?"},
-        {"update image --chrge e0", "unknown option '--chrge'; did you mean --charge?"},
         {update + " more", "one word too many: 'more'"},
         {"update image --charge e0 --device 10", "--update is required"},
         {update + " --pace 0", "--pace: '0' is neither"},
-        {update + " --pace -1", "--pace: '-1' is neither"},
         {update + " --pace 101", "--pace: '101' is neither"},
         {update + " --pace 1.5", "--pace: '1.5' is neither"},
-        {update + " --patience x", "--patience: 'x' is not a number from 0 to 86400"},
-        {update + " --patience 86401", "--patience: '86401' is not"},
+        {update + " --patience 86401", "--patience: '86401' is not a number from 0 to 86400"},
         {update + ",,21", "--update: '' is not hexadecimal from 0 to ff"},
-        {update + ",100", "--update: '100' is not hexadecimal"},
         {update + " --interface a/b", "--interface: 'a/b'"},
         {update + " --json --quiet", "--json excludes --quiet"},
         {update + " --log " + bench.Root().string() + "/./image", "is the image; name another file"},
@@ -49,13 +44,9 @@ TEST_F(CommandLine, HelpKnowsEveryCommandAndIsLostWithoutOutput) {
     for (const char* command :
          {"update", "stage", "download", "jobs", "export", "close", "clean", "check", "explain", "dbc"}) {
         EXPECT_NE(out.find("\n  " + std::string(command) + " "), std::string::npos) << command;
-        EXPECT_EQ(Run(std::string(command) + " --help",
-                      {"/bin/sh", "-c", "exec " VELMORINCTL " $* >/dev/full", "sh"}),
-                  1)
-            << command;
-        EXPECT_TRUE(Says("velmorinctl: standard output: No space left on device")) << err;
-        EXPECT_EQ(Run("--help"), 0);
     }
+    EXPECT_EQ(Run("update --help", {"/bin/sh", "-c", "exec " VELMORINCTL " $* >/dev/full", "sh"}), 1);
+    EXPECT_TRUE(Says("velmorinctl: standard output: No space left on device")) << err;
 }
 
 TEST_F(CommandLine, JobThatCannotBeginEndsAloudAndLeavesNoRow) {

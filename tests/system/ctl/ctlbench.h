@@ -56,15 +56,6 @@ class CtlBench : public testing::Test {
     /// `state|result` of every job.
     Words Results() const { return SqlRows(bench.StagingFile(), "SELECT state,result FROM tag_history"); }
     bool IsDelivered() const { return BenchDir::Read(saved) == image; }
-    /// Every file below the bench.
-    Words Files() const {
-        Words files;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(bench.Root())) {
-            files.push_back(entry.path().string());
-        }
-        std::sort(files.begin(), files.end());
-        return files;
-    }
 
     BenchDir bench;
     const std::string saved = bench.Root() / "received";
