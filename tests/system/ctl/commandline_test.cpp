@@ -39,12 +39,7 @@ TEST_F(CommandLine, NamesWhatItCannotTake) {
     EXPECT_EQ(BenchDir::Read(bench.Root() / "image"), image);
 }
 
-TEST_F(CommandLine, HelpKnowsEveryCommandAndIsLostWithoutOutput) {
-    EXPECT_EQ(Run("--help"), 0);
-    for (const char* command :
-         {"update", "stage", "download", "jobs", "export", "close", "clean", "check", "explain", "dbc"}) {
-        EXPECT_NE(out.find("\n  " + std::string(command) + " "), std::string::npos) << command;
-    }
+TEST_F(CommandLine, HelpThatIsLostFails) {
     EXPECT_EQ(Run("update --help", {"/bin/sh", "-c", "exec " VELMORINCTL " $* >/dev/full", "sh"}), 1);
     EXPECT_TRUE(Says("velmorinctl: standard output: No space left on device")) << err;
 }

@@ -23,6 +23,8 @@ TEST_F(CtlTogether, SignalsEndAJobAndLeaveAStagedOneOpen) {
     EXPECT_EQ(Run("stage " + target), 0) << err;
     const auto job = Start("download --json");
     ASSERT_TRUE(job->WaitForOutput("\"start\""));
+    EXPECT_EQ(Run("download --interface can1"), 9) << "one at a time";
+    EXPECT_TRUE(Says("process " + Pid(*job))) << err;
     job->Signal(SIGTERM);
     EXPECT_EQ(job->Wait(), 143);
     EXPECT_NE(job->errors.find("the job stays open: velmorinctl download --job "), std::string::npos)
@@ -60,18 +62,6 @@ TEST_F(CtlTogether, SecondUpdateIsRefusedUntilTheFirstIsGone) {
     first->Signal(SIGKILL);
     first->Wait();
     EXPECT_EQ(Run(update + " --pace max"), 0) << err;
-}
-
-TEST_F(CtlTogether, DownloadIsOneAtATimeAndItsJobCannotBeCleanedAway) {
-    StartDevice();
-    EXPECT_EQ(Run("stage " + target), 0) << err;
-    const auto first = Start("download");
-    ASSERT_TRUE(first->WaitForErrors("calling device e0")) << first->errors;
-    for (const char* line : {"download --interface can1", "clean --all"}) {
-        EXPECT_EQ(Run(line), 9) << line;
-        EXPECT_TRUE(Says("process " + Pid(*first))) << err;
-    }
-    EXPECT_EQ(Results(), Words{"0|-1"});
 }
 
 TEST_F(CtlTogether, LockFilesThatCannotBeMadeOrOpenedStopNoUpdate) {
