@@ -6,7 +6,7 @@ import signal
 import sys
 import tempfile
 
-from stagedbench import NEXT, campaign, check
+from stagedbench import COMMANDS, NEXT, campaign, check
 
 TIMED_OUT = 124  # of timeout(1)
 ON_BUS = {"download", "velmorin"}
@@ -22,7 +22,7 @@ def run(start, base, name, injection=None, log="/dev/null"):
             under = ["timeout", "1", *under]
             words, program = [bench.image_file(NEXT), "e0", "10", "20"], start.bench.programs.velmorin
         else:
-            words, program = start.commands()[name][0](bench), None
+            words, program = start.words(name, bench), None
         device = bench.device("--once", *(["--silent"] if name == "velmorin" else [])) if name in ON_BUS else None
         try:
             ended = bench.ctl(*words, under=under, program=program)
@@ -55,7 +55,7 @@ def calls(start, base, name):
 
 
 def faults(start, base, _):
-    for name in [*start.commands(), "velmorin"]:
+    for name in [*COMMANDS, "velmorin"]:
         for call, number in calls(start, base, name):
             yield name, (call, f"signal=SIGKILL:when={number}")
             for error in ("ENOSPC", "EIO", "EROFS", "EMFILE") if name != "velmorin" else ():

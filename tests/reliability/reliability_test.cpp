@@ -1,0 +1,125 @@
+// The real programs on a bench. Signals: two of them end a job with a recorded result. Faults of the disk and
+// of the output: the download is done all the same, the fault is named, and what lay there is not made worse.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <memory>
+#include <regex>
+
+#include "benchdir.h"
+#include "process.h"
+#include "sqlrows.h"
+
+namespace {
+
+class Reliability : public testing::Test {
+  protected:
+    using Words = std::vector<std::string>;
+
+    void StartDevice(const Words& options = {"--once"}) {
+        Words command = {VELMORIN_SIM, "--bench", bench.Root(), "--save", saved, "--log", log};
+        command.insert(command.end(), options.begin(), options.end());
+        device = std::make_unique<Process>(command);
+        ASSERT_TRUE(device->WaitForOutput("ready")) << device->errors;
+    }
+
+    void StartUpdater(std::size_t size, const std::string& shell = "exec \"$@\"") {
+        std::filesystem::remove(saved);
+        image = TestImage(size);
+        updater = std::make_unique<Process>(
+            Words{"/bin/sh", "-c", shell, "sh", VELMORIN, bench.Write("image", image), "e0", "10", "20"});
+    }
+
+    /// Runs a job that goes well to its end.
+    void Update(const std::string& shell = "exec \"$@\"") {
+        StartDevice();
+        StartUpdater(700, shell);
+        EXPECT_EQ(updater->Wait(60000), 0) << shell;
+        EXPECT_EQ(device->Wait(60000), 0) << shell;
+        EXPECT_TRUE(BenchDir::Read(saved) == image) << shell;
+    }
+
+    /// `state|result` of every job.
+    Words Results() const { return SqlRows(bench.StagingFile(), "SELECT state,result FROM tag_history"); }
+
+    BenchDir bench;
+    const std::string saved = bench.Root() / "received", log = bench.Root() / "log";
+    std::string image;
+    std::unique_ptr<Process> device, updater;
+};
+
+TEST_F(Reliability, SignalEndsAJobWhereverItIs) {
+    const struct {
+        std::size_t size;
+        const char* until;
+        int number, times;
+    } cases[] = {
+        {5000, "loop//loop-1:5", SIGINT, 1},             // it waits for its link
+        {1024, "loop//loop-1:1", SIGTERM, 200},          // the first one counts
+        {8000000, "send file size:8000000", SIGINT, 1},  // it is still packing
+        {5000, "groupaddress:08004400", SIGTERM, 1},     // in its data
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.until);
+        std::filesystem::remove(bench.StagingFile());
+        StartDevice();
+        StartUpdater(c.size);
+        ASSERT_TRUE(updater->WaitForOutput(c.until));
+        for (int i = 0; i < c.times; ++i) updater->Signal(c.number);
+        EXPECT_EQ(updater->Wait(60000), 128 + c.number);
+        EXPECT_EQ(Results(), Words{"1|13"});
+        EXPECT_TRUE(updater->output.ends_with("error code:13\n")) << updater->output;
+        device.reset();
+    }
+}
+
+TEST_F(Reliability, SignalLeavesAJobItsResultThatHasOneAlready) {
+    StartDevice({"--refuse-start", "1"});
+    StartUpdater(1024, "CAN_UPDATE=ON exec \"$@\"");
+    ASSERT_TRUE(updater->WaitForOutput("can ID:73"));
+    updater->Signal(SIGTERM);  // while it waits its last two seconds
+    EXPECT_EQ(updater->Wait(60000), 0);
+    EXPECT_EQ(Results(), Words{"1|10"});
+}
+
+// What a descriptor 1 or 2 that nobody opened would lead to: the next file or socket takes its number, and
+// every line goes there. "CAN ID:1079e08a" and its line end are 16 bytes, which is a frame.
+TEST_F(Reliability, OutputThatLeadsNowhereStopsNoUpdateAndReachesNoOtherFile) {
+    for (const char* shell :
+         {"exec \"$@\" >&- 2>&-", "exec \"$@\" >/dev/full 2>/dev/full", "\"$@\" | exit"}) {
+        std::filesystem::remove(bench.StagingFile());
+        Update(shell);
+        EXPECT_EQ(Results(), Words{"1|0"}) << shell;
+        EXPECT_FALSE(std::regex_search(BenchDir::Read(log), std::regex("can0 (?!10[0-9A-F]{6}#)"))) << shell;
+    }
+}
+
+TEST_F(Reliability, FaultsOfTheStagingFileAreNamedAndStopNoUpdate) {
+    const std::string no_file = "Can't open database: unable to open database file\n";
+    const std::string no_database = "insert database error!: file is not a database\n";
+    const std::pair<std::string, std::string> cases[] = {
+        {"echo garbage >$1", no_database + no_database},
+        {"mkdir $1", no_file + no_file},
+        {"rm -r ${1%/*}", no_file + no_file + no_file},
+    };
+    for (const auto& [shell, errors] : cases) {
+        Process({"/bin/sh", "-c", "rm -rf $1; " + shell, "sh", bench.StagingFile()}).Wait();
+        Update();
+        EXPECT_EQ(updater->errors.substr(updater->errors.find('\n') + 1), errors);
+    }
+}
+
+TEST_F(Reliability, FullDiskLeavesNoHalfMadeStagingFile) {
+    // No file may grow at all, which a program sees as it sees a full disk. The pipes are none.
+    Update("trap '' XFSZ; ulimit -f 0; exec \"$@\"");
+    EXPECT_NE(updater->errors.find("create table error!: "), std::string::npos) << updater->errors;
+    EXPECT_TRUE(std::filesystem::is_empty(std::filesystem::path(bench.StagingFile()).parent_path()));
+}
+
+TEST_F(Reliability, PipeInThePlaceOfTheJobFileIsNoJob) {
+    ASSERT_EQ(mkfifo(bench.JobFile().c_str(), 0600), 0);
+    EXPECT_EQ(Process({VELMORIN}).Wait(60000), 255);
+}
+
+}  // namespace
