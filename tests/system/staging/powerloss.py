@@ -4,7 +4,6 @@ import itertools
 import os
 import re
 import sys
-import tempfile
 from pathlib import Path
 
 from stagedbench import COMMANDS, Bench, campaign, check
@@ -60,22 +59,17 @@ def states(start, base, rng):
     """(command, said to be done, files) after every prefix of its calls, each different one once."""
     for name in COMMANDS:
         seen = []
-        with start.bench_for(name, base) as bench, tempfile.NamedTemporaryFile("r", dir=base) as log:
-            device = bench.device("--once") if name == "download" else None
+        with start.before(name, base) as bench:
             disk = Disk(bench.app)
-            under = ["strace", "-f", "-y", "-xx", "-s", "10000000", "-e", f"trace={TRACED}", "-o", log.name]
-            ended = bench.ctl(*start.words(name, bench), under=under)
-            if device:
-                device.wait()
-            assert ended.returncode == 0, ended.stderr
-            for call in re.finditer(r"^\d+ +(\w+)\((.*)\) += \d", log.read(), re.MULTILINE):
-                disk.apply(*call.groups())
-                for names, pick in itertools.product((disk.names, disk.synced_names),
-                                                     (lambda versions: versions[0], lambda versions: versions[-1], rng.choice)):
-                    state = name, disk.said, {name: pick(versions) for name, versions in names.items()}
-                    if state not in seen:
-                        seen.append(state)
-                        yield state
+            log = start.record(name, bench, ["-xx", "-s", "10000000", "-e", f"trace={TRACED}"])
+        for call in re.finditer(r"^\d+ +(\w+)\((.*)\) += \d", log, re.MULTILINE):
+            disk.apply(*call.groups())
+            for names, pick in itertools.product((disk.names, disk.synced_names),
+                                                 (lambda versions: versions[0], lambda versions: versions[-1], rng.choice)):
+                state = name, disk.said, {name: pick(versions) for name, versions in names.items()}
+                if state not in seen:
+                    seen.append(state)
+                    yield state
 
 
 def survive(start, base, name, said, files):

@@ -14,9 +14,9 @@ from pathlib import Path
 
 FIRST, THIRD, NEXT, FRESH = b"first image", bytes(range(256)) * 5, b"the next image" * 9, b"a fresh image"
 COMMANDS = ["stage", "first stage", "close", "clean", "clean --all", "export", "download"]
-ALONE = {"first stage", "velmorin"}  # begin without a staging file
-ORPHANS = 5  # rows of a second that no job has
-HISTORY = "SELECT id,state,name,chargeaddress,filesize,result,crcA,crcB,timestamp FROM tag_history ORDER BY id"
+JOBS = "SELECT timestamp,state,result,name LIKE '%/image%',chargeaddress,filesize,crcA,crcB FROM tag_history ORDER BY id"
+ROWS = """SELECT savestamp,state,address,canid,count,crc32A,crc32B FROM tag_infor
+          UNION ALL SELECT savestamp,state,address,canid,dataid,datalen,data FROM tag_data"""
 
 
 class Bench:
@@ -41,13 +41,10 @@ class Bench:
         return subprocess.run([*under, program or self.programs.ctl, *words], capture_output=True, timeout=200, check=False,
                               env={**os.environ, "VELMORIN_BENCH": str(self.root)})
 
-    def image_file(self, image):
+    def stage_words(self, image):
         path = self.root / f"image{len(image)}"
         path.write_bytes(image)
-        return str(path)
-
-    def stage_words(self, image):
-        return ["stage", self.image_file(image), "--charge", "e0", "--device", "10", "--update", "20", "--json"]
+        return ["stage", str(path), "--charge", "e0", "--device", "10", "--update", "20", "--json"]
 
     def stage(self, image):
         """The timestamp of the new job."""
@@ -63,70 +60,60 @@ class Bench:
         return device
 
     def read(self):
-        """Every job's row by its second, and the rows that are staged under each second."""
+        """Every job with what is staged of it, whatever its second; how many rows belong to no job; the exported image."""
+        exported = self.exported.read_bytes() if self.exported.exists() else None
         if not self.file.exists():
-            return {}, {}
-        rows = collections.defaultdict(list)
+            return [], 0, exported
         with contextlib.closing(sqlite3.connect(self.file, timeout=20)) as db:
             assert db.execute("PRAGMA integrity_check").fetchall() == [("ok",)]
-            jobs = {row[-1]: row[:-1] for row in db.execute(HISTORY)}
-            for table in ("tag_infor", "tag_data"):
-                for row in db.execute(f"SELECT * FROM {table} ORDER BY id"):
-                    rows[row[-1]].append(row)
-        return jobs, dict(rows)
-
-
-def closed(state, seconds, result):
-    """What `state` becomes when these jobs are closed."""
-    jobs, rows = state
-    jobs = {second: (row[0], 1, *row[2:5], result, *row[6:]) if second in seconds else row for second, row in jobs.items()}
-    return jobs, {second: staged for second, staged in rows.items() if second not in seconds}
+            jobs, rows = db.execute(JOBS).fetchall(), db.execute(ROWS).fetchall()
+        staged = [(job[1:], [row[1:] for row in rows if row[0] == job[0]]) for job in jobs]
+        return staged, len(rows) - sum(len(rows) for _, rows in staged), exported
 
 
 class Start:
     """The queue that every command begins with: two open jobs, a closed one, and rows that belong to none."""
 
     def __init__(self, programs, base):
-        self.bench = Bench(programs, base)
-        self.first, second, self.third = (self.bench.stage(image) for image in (FIRST, b"second", THIRD))
+        self.bench, self.undone, self.done = Bench(programs, base), {}, {}
+        self.first, second, _ = (self.bench.stage(image) for image in (FIRST, b"second", THIRD))
         assert self.bench.ctl("close", str(second)).returncode == 0
         with contextlib.closing(sqlite3.connect(self.bench.file)) as db:
-            db.executescript(f"INSERT INTO tag_infor(savestamp) VALUES({ORPHANS}); INSERT INTO tag_data(savestamp) VALUES({ORPHANS})")
-        self.state = self.bench.read()
+            db.executescript("INSERT INTO tag_infor(savestamp) VALUES(5); INSERT INTO tag_data(savestamp) VALUES(5)")
 
-    def words(self, name, bench):
-        return {"close": ["close", str(self.first)], "export": ["export", str(bench.exported)],
-                "download": ["download", "--pace", "max"]}.get(name) or \
-            (bench.stage_words(NEXT) if "stage" in name else name.split())
+    def before(self, name, base):
+        """A bench as the command finds it."""
+        return Bench(self.bench.programs, base, None if name == "first stage" else self.bench)
 
-    def after(self, name):
-        """What the queue is then; None where a job is added."""
-        jobs, rows = self.state
-        return {"close": closed(self.state, [self.first], 13), "download": closed(self.state, [self.first], 0),
-                "clean": (jobs, {second: staged for second, staged in rows.items() if second != ORPHANS}),
-                "clean --all": closed((jobs, {}), [self.first, self.third], 13), "export": self.state}.get(name)
+    def run(self, name, bench, under):
+        """Runs a command; how it ended."""
+        words = {"close": ["close", str(self.first)], "export": ["export", str(bench.exported)],
+                 "download": ["download", "--pace", "max"], "stage": bench.stage_words(NEXT),
+                 "first stage": bench.stage_words(NEXT)}.get(name, name.split())
+        device = bench.device("--once") if name == "download" else None
+        try:
+            return bench.ctl(*words, under=["strace", "-f", "-y", *under])
+        finally:
+            if device:
+                device.kill()
+                device.wait()
 
-    def bench_for(self, name, base):
-        return Bench(self.bench.programs, base, None if name in ALONE else self.bench)
+    def record(self, name, bench, under):
+        """The same undisturbed, which has to go well; its log."""
+        with tempfile.NamedTemporaryFile("r", dir=bench.root.parent) as log:
+            self.undone[name] = bench.read()
+            ended = self.run(name, bench, ["-o", log.name, *under])
+            assert ended.returncode == 0, ended.stderr
+            self.done[name] = bench.read()
+            assert self.done[name] != self.undone[name]
+            return log.read()
 
 
 def check(start, name, bench, said_done):
     """Whole or not at all, and done if it was said to be; then the queue is emptied and a fresh image goes through."""
-    before = ({}, {}) if name in ALONE else start.state
-    expected, now = start.after(name), bench.read()
-    if expected is None:
-        added = now[0].keys() - before[0].keys()
-        done = len(added) == 1
-        assert len(added) <= 1 and now[0] | before[0] == now[0], "jobs differ"
-        assert name == "velmorin" or all(image_of(now[1][second]) == NEXT for second in added), "the new job is not whole"
-        assert {second: rows for second, rows in now[1].items() if second not in added} == before[1], "rows differ"
-    elif name == "export":
-        done = bench.exported.exists()
-        assert now == before, "exporting changed the queue"
-        assert not done or bench.exported.read_bytes() == FIRST, "exported in part"
-    else:
-        done = now == expected
-        assert done or now == before, f"neither done nor undone: {now[0]}"
+    now = bench.read()
+    done = now == start.done[name]
+    assert done or now == start.undone[name], f"neither done nor undone: {now}"
     assert done or not said_done, "said to be done"
 
     cleaned = bench.ctl("clean", "--all")
@@ -138,19 +125,13 @@ def check(start, name, bench, said_done):
     return done
 
 
-def image_of(rows):
-    """The image bytes of a job's packets."""
-    packets = [row for row in rows if len(str(row[6])) == 16]
-    return b"".join(bytes.fromhex(row[6])[4:row[5]] for row in packets)
-
-
 def options(description, **more):
     """What the command line says: the programs, the seed, and further numbers with their defaults."""
     parser = argparse.ArgumentParser(description=description)
+    parser.add_argument("--seed", type=int, default=os.environ.get("VELMORIN_SEED") or int.from_bytes(os.urandom(4), "big"))
     for program in ("ctl", "velmorin", "sim"):
         parser.add_argument("--" + program, required=True)
-    seed = int(os.environ.get("VELMORIN_SEED") or int.from_bytes(os.urandom(4), "big"))
-    for name, default in {"seed": seed, **more}.items():
+    for name, default in more.items():
         parser.add_argument("--" + name, type=int, default=default)
     given = parser.parse_args()
     print(f"VELMORIN_SEED={given.seed}")

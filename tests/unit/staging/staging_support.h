@@ -13,21 +13,6 @@
 #include "db.h"
 #include "sqlrows.h"
 
-/// A transaction of another program, for as long as it lives.
-class Held {
-  public:
-    explicit Held(const std::string& file) {
-        sqlite3_open(file.c_str(), &handle_);
-        EXPECT_EQ(sqlite3_exec(handle_, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
-    }
-    ~Held() { sqlite3_close(handle_); }
-    Held(const Held&) = delete;
-    Held& operator=(const Held&) = delete;
-
-  private:
-    sqlite3* handle_ = nullptr;
-};
-
 class StagingFixture : public testing::Test {
   protected:
     using Rows = std::vector<std::string>;
