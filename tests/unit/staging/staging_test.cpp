@@ -103,13 +103,4 @@ TEST_F(Staging, PacketsComeAsTheyStandAndTheSelfCheckSkipsDamagedOnes) {
     EXPECT_EQ(out, "countnum:18\nnsave:2\n");
 }
 
-TEST_F(Staging, ReadersNameAFileThatIsMissing) {
-    std::filesystem::remove(bench.StagingFile());
-    Capture([&] {
-        EXPECT_EQ(db().DB_GetHistory(&history, kStagingFile, nullptr), -1);
-        EXPECT_EQ(db().DB_GetInfor(7, &cache, kStagingFile, nullptr), -1);
-    });
-    EXPECT_EQ(out, "config db is not exit!\nconfig db is not exit!\n");
-}
-
 }  // namespace
