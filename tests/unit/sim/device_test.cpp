@@ -77,8 +77,6 @@ TEST(SimDevice, LeadsEveryTransferToItsEnd) {
         {"a verdict is lost", Job::kVerified, 0,
          kBegin + kFirst + "+1999\n7a 011020 > -\n+1\n7a 011020 > 7b 011020aa00480008\n7a 011020 > -\n" +
              kSecond + kStartFirst + "7a 011020 6c918b72 > 7b 011020aa00500008\n" + kCheck},
-        {"the address is lost", Job::kRunning, 0,
-         kBegin + "77 011020 00440008 > 75 0110200000440008\n+20 > 76 0110200000400008"},
         {"without a start", Job::kNone, 0,
          "74 011020 > -\n77 011020 00400008 > -\n7a 011020 > -\n7c 011020 > -\n7e 011020 aa > 7f 011020aa"},
         {"commands of another job", Job::kRunning, 4,
