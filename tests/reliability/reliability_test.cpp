@@ -3,48 +3,23 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <memory>
 #include <regex>
 
-#include "benchdir.h"
-#include "process.h"
-#include "sqlrows.h"
+#include "realbench.h"
 
 namespace {
 
-class Reliability : public testing::Test {
+class Reliability : public RealBench {
   protected:
-    using Words = std::vector<std::string>;
-
-    void StartDevice() {
-        device = std::make_unique<Process>(
-            Words{VELMORIN_SIM, "--bench", bench.Root(), "--save", saved, "--log", log, "--once"});
-        ASSERT_TRUE(device->WaitForOutput("ready")) << device->errors;
-    }
-
-    void StartUpdater(std::size_t size, const std::string& shell = "exec \"$@\"") {
-        std::filesystem::remove(saved);
-        image = TestImage(size);
-        updater = std::make_unique<Process>(
-            Words{"/bin/sh", "-c", shell, "sh", VELMORIN, bench.Write("image", image), "e0", "10", "20"});
-    }
-
     /// Runs a job that goes well to its end.
     void Update(const std::string& shell = "exec \"$@\"") {
-        StartDevice();
+        std::filesystem::remove(Saved());
+        StartDevice({"--once"});
         StartUpdater(700, shell);
         EXPECT_EQ(updater->Wait(60000), 0) << shell;
         EXPECT_EQ(device->Wait(60000), 0) << shell;
-        EXPECT_TRUE(BenchDir::Read(saved) == image) << shell;
+        EXPECT_TRUE(IsDelivered()) << shell;
     }
-
-    /// `state|result` of every job.
-    Words Results() const { return SqlRows(bench.StagingFile(), "SELECT state,result FROM tag_history"); }
-
-    BenchDir bench;
-    const std::string saved = bench.Root() / "received", log = bench.Root() / "log";
-    std::string image;
-    std::unique_ptr<Process> device, updater;
 };
 
 TEST_F(Reliability, SignalEndsAJobWhereverItIs) {
@@ -80,7 +55,8 @@ TEST_F(Reliability, OutputThatLeadsNowhereStopsNoUpdateAndReachesNoOtherFile) {
         std::filesystem::remove(bench.StagingFile());
         Update(shell);
         EXPECT_EQ(Results(), Words{"1|0"}) << shell;
-        EXPECT_FALSE(std::regex_search(BenchDir::Read(log), std::regex("can0 (?!10[0-9A-F]{6}#)"))) << shell;
+        EXPECT_FALSE(std::regex_search(BenchDir::Read(Log()), std::regex("can0 (?!10[0-9A-F]{6}#)")))
+            << shell;
     }
 }
 
