@@ -7,6 +7,7 @@
 #include <string>
 #include <tuple>
 
+#include "Load.h"
 #include "Packdata.h"
 #include "benchdir.h"
 #include "canframe.h"
@@ -126,6 +127,10 @@ TEST_F(Job, PathGivesTheImageTypeAndReachesTheRowUnchanged) {
 
 TEST_F(Job, SchemaIsMadeOnceToTheLetter) {
     Load(bench.Write("image", "image"));
+    Printed([&] {
+        PackData().Pack_Runing((bench.Root() / "image").c_str());
+        ::Load().Load_DbToCache(&session.m_history, &session.m_addlist);
+    });
     EXPECT_EQ(Sql("SELECT sql FROM sqlite_master WHERE name NOT LIKE 'sqlite_%' ORDER BY rowid"),
               (Rows{"CREATE TABLE tag_history(id INTEGER PRIMARY KEY AUTOINCREMENT,\tstate INT,name TEXT(80),"
                     "chargeaddress TEXT(4),caninterface\tINT,devtype   INT,\tupdateaddress   TEXT(4),"
