@@ -61,7 +61,8 @@ class Drawing {
                                       : rough / decade < 3.5 ? 2
                                       : rough / decade < 7.5 ? 5
                                                              : 10);
-        for (double at = 0; at <= span_ / 1e6; at += step) {
+        for (int tick = 0; tick * step <= span_ / 1e6; ++tick) {
+            const double at = tick * step;
             const double x = X(u_.started + static_cast<Micros>(at * 1e6));
             Put("<line class=\"grid\" x1=\"%.1f\" x2=\"%.1f\" y1=\"%.0f\" y2=\"%.0f\"/>", x, x, kPhaseTop,
                 kRateBase);
