@@ -29,7 +29,8 @@ std::size_t Distance(const std::string& one, const std::string& other) {
 /// "; did you mean download?" when one of the known words is like it.
 std::string Suggestion(const std::string& word, const std::vector<std::string>& known) {
     const std::string* closest = nullptr;
-    std::size_t least = word.size() / 3 + 2;  // further away nobody means it
+    const std::size_t letters = word.size() - std::min(word.find_first_not_of('-'), word.size());
+    std::size_t least = letters / 3 + 2;  // further away nobody means it
     for (const std::string& each : known) {
         const std::size_t distance = Distance(word, each);
         if (distance >= least) continue;
@@ -66,6 +67,13 @@ std::string UnknownWord(const CLI::App& app, const CLI::App* command) {
     return "one word too many: " + quoted;
 }
 
+/// The library's own words, but for one fault that it tells of in riddles.
+std::string PlainText(const CLI::ParseError& error) {
+    const std::string text = error.what();
+    const std::size_t twice = text.find(": At Most 1 required");
+    return twice == std::string::npos ? Printable(text) : text.substr(0, twice) + " is given more than once";
+}
+
 }  // namespace
 
 int FailUsage(const CLI::App& app, const CLI::ParseError& error) {
@@ -73,7 +81,7 @@ int FailUsage(const CLI::App& app, const CLI::ParseError& error) {
     const CLI::App* command = chosen.empty() ? nullptr : chosen.front();
     std::string text = UnknownWord(app, nullptr);
     if (text.empty() && command != nullptr) text = UnknownWord(app, command);
-    if (text.empty()) text = command == nullptr ? "which command?" : error.what();
+    if (text.empty()) text = command == nullptr ? "which command?" : PlainText(error);
     std::fprintf(stderr, "velmorinctl: %s\nSee velmorinctl %s%s--help.\n", text.c_str(),
                  command == nullptr ? "" : command->get_name().c_str(), command == nullptr ? "" : " ");
     return kExitUsage;

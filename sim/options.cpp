@@ -123,7 +123,8 @@ void AddFaultOptions(CLI::App& app, Faults& faults) {
 
 /// What does not go together.
 void CheckTogether(const CLI::App& app, const Options& options) {
-    if (options.bench.empty() == options.can.empty()) throw CLI::RequiredError("either --bench or --can");
+    if (options.bench.empty() == options.can.empty())
+        throw CLI::RequiredError("one of --bench and --can, and only one,");
     if (options.bitrate && !options.can.empty())
         throw CLI::ValidationError(
             "--bitrate", "--can " + options.can + " has a bit rate of its own; only a bench bus takes one");
