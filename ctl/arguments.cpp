@@ -28,3 +28,10 @@ std::vector<int> ParseNumbers(const std::string& name, const std::string& list, 
     }
     return numbers;
 }
+
+CLI::Option* AddOutputFile(CLI::App* app, const std::string& name, std::string* file,
+                           const std::string& help) {
+    return app->add_option(name, *file, help)
+        ->check([](const std::string& given) { return given.empty() ? "'' names no file" : ""; })
+        ->type_name("FILE");
+}

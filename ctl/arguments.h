@@ -19,6 +19,10 @@ std::int64_t ParseNumber(const std::string& name, const std::string& text, Numbe
 /// The numbers of a list with commas, in a range of ints.
 std::vector<int> ParseNumbers(const std::string& name, const std::string& list, NumberRange range);
 
+/// Adds an option that names a file to write; an empty name, as an unset variable gives it, is refused.
+CLI::Option* AddOutputFile(CLI::App* app, const std::string& name, std::string* file,
+                           const std::string& help);
+
 /// Adds an option, or an argument for a name without dashes, that takes one number and nothing beside it. The
 /// range fits into Value.
 template <typename Value>

@@ -179,7 +179,7 @@ void AddExplain(CLI::App* app, CommandLine* line) {
     AddNumber(explain, "--charge", kHexByte, &request->charge,
               "only the updates of the device at this address");
     explain->add_flag("--json", request->as_json, "as one JSON document");
-    explain->add_option("--html", request->html, "write it as a page, too")->type_name("FILE");
+    AddOutputFile(explain, "--html", &request->html, "write it as a page, too");
 }
 
 void AddDbc(CLI::App* app, CommandLine* line) {

@@ -37,7 +37,8 @@ std::FILE* Out() {
 
 int Fail(const std::string& what, const std::string& why, int status) {
     std::fflush(Out());
-    std::fprintf(stderr, "velmorinctl: %s: %s\n", Printable(what).c_str(), why.c_str());
+    const std::string name = what.empty() ? "''" : Printable(what);
+    std::fprintf(stderr, "velmorinctl: %s: %s\n", name.c_str(), why.c_str());
     return status;
 }
 

@@ -60,8 +60,7 @@ void AddRunOptions(CLI::App* command, RunOptions* options) {
     command->add_flag("--keep-going", options->keep_going, "go on with the next job after one that failed");
     CLI::Option* json = command->add_flag("--json", options->json, "one JSON object a line for every event");
     command->add_flag("--quiet", options->quiet, "tell of failures only")->excludes(json);
-    command->add_option("--log", options->log, "write every frame of the job to FILE, as a candump log")
-        ->type_name("FILE");
+    AddOutputFile(command, "--log", &options->log, "write every frame of the job to FILE, as a candump log");
     command->add_flag("--dry-run", options->dry_run,
                       "show what would be done; needs no bus and writes nothing");
 }

@@ -15,6 +15,8 @@ TEST_F(CommandLine, NamesWhatItCannotTake) {
         {"", "which command?"},
         {"dowload", "unknown command 'dowload'; did you mean download?"},
         {update + " --pase 3", "unknown option '--pase'; did you mean --pace?"},
+        {update + " --version", "unknown option '--version'\n"},
+        {update + " --pace 1 --pace 2", "--pace is given more than once"},
         {update + " more", "one word too many: 'more'"},
         {"update image --charge e0 --device 10", "--update is required"},
         {update + " --pace 0", "--pace: '0' is neither"},
