@@ -193,8 +193,10 @@ void JobRunner::RunSession(PackedJob* job, canframe* session, JobEnd* end) {
     if (end->report.end != RunEnd::kDecided) end->report.device_status.reset();  // no reply ended the job
     end->status = StatusOf(end->report);
     end->text = TextOf(end->report);
-    if (end->report.end == RunEnd::kSilent || end->report.end == RunEnd::kBusLost) {
+    if (end->report.end == RunEnd::kSilent) {
         end->text += "; " + SilenceAdvice(options_.interface, job->row.chargeaddress);
+    } else if (end->report.end == RunEnd::kBusLost) {
+        end->text += "; " + LostBusAdvice(options_.interface);
     }
     if (end->report.end != RunEnd::kDecided) end->text += std::string("; ") + DeviceHolds(end->report);
 }

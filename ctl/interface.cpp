@@ -165,13 +165,28 @@ std::string PrepareInterface(const std::string& name, int bitrate, bool setup) {
     return fault.empty() || refused.empty() ? fault : "cannot be set up: " + refused + "; it is " + fault;
 }
 
-std::string SilenceAdvice(const std::string& name, int charge_address) {
-    const InterfaceState interface = LookAtInterface(name);
+namespace {
+
+/// What the interface tells of a job that failed; empty when it tells nothing.
+std::string VisibleFault(const std::string& name, const InterfaceState& interface) {
     const std::string fault = InterfaceFault(interface, 0);
     if (!fault.empty()) return name + ": " + fault;
-    if (interface.tx_errors.value_or(0) >= kAlone) {
-        return "nobody on the bus acknowledges a frame" + Counters(interface) + "; " + kLookAt;
-    }
+    if (interface.tx_errors.value_or(0) < kAlone) return "";
+    return "nobody on the bus acknowledges a frame" + Counters(interface) + "; " + kLookAt;
+}
+
+}  // namespace
+
+std::string LostBusAdvice(const std::string& name) {
+    const InterfaceState interface = LookAtInterface(name);
+    const std::string fault = VisibleFault(name, interface);
+    return fault.empty() ? name + ": up again" + Counters(interface) + "; try again" : fault;
+}
+
+std::string SilenceAdvice(const std::string& name, int charge_address) {
+    const InterfaceState interface = LookAtInterface(name);
+    const std::string fault = VisibleFault(name, interface);
+    if (!fault.empty()) return fault;
     return "look at the device's power and at its address" +
            Format(", --charge %02x", static_cast<unsigned int>(charge_address)) + Counters(interface);
 }

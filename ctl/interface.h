@@ -27,5 +27,7 @@ std::string InterfaceWarning(const InterfaceState& interface);
 /// asked for and we have the right. Why it is not ready, as InterfaceFault; empty when it is.
 std::string PrepareInterface(const std::string& name, int bitrate, bool setup);
 
-/// What to look at after the device was silent or the bus was lost.
+/// What to look at after the bus was lost.
+std::string LostBusAdvice(const std::string& name);
+/// What to look at after the device was silent.
 std::string SilenceAdvice(const std::string& name, int charge_address);
