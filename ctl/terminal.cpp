@@ -12,7 +12,7 @@ using namespace velmorin;
 
 namespace {
 
-constexpr std::size_t kLeastWidth = 10;
+constexpr std::size_t kLeastWidth = 2;
 constexpr std::size_t kUsualWidth = 80;
 constexpr std::size_t kLongestBar = 30;
 
