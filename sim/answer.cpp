@@ -28,18 +28,6 @@ struct Line {
     can_frame frame;
 };
 
-std::uint8_t PfOf(const can_frame& frame) {
-    return static_cast<std::uint8_t>(frame.can_id >> kPfShift);
-}
-
-std::uint8_t DestinationOf(const can_frame& frame) {
-    return static_cast<std::uint8_t>(frame.can_id >> kDestinationShift);
-}
-
-std::uint8_t SourceOf(const can_frame& frame) {
-    return static_cast<std::uint8_t>(frame.can_id);
-}
-
 std::string Hex(std::uint32_t value, int digits) {
     char text[9];
     std::snprintf(text, sizeof text, "%0*X", digits, value);
@@ -52,8 +40,8 @@ bool IsExtendedData(const can_frame& frame) {
 
 /// True for the replies that only a device in an update sends.
 bool IsUpdateReply(const can_frame& frame) {
-    return DestinationOf(frame) == kUpdaterAddress && PfOf(frame) >= kPfHeartbeatReply &&
-           PfOf(frame) <= kPfResetReply;
+    return DestinationOf(frame.can_id) == kUpdaterAddress && PfOf(frame.can_id) >= kPfHeartbeatReply &&
+           PfOf(frame.can_id) <= kPfResetReply;
 }
 
 /// The frames between some device and the updater, in the log's order.
@@ -76,7 +64,8 @@ std::vector<Line> ReadLines(const std::string& path, std::size_t& skipped) {
         if (kind != LineKind::kFrame) continue;
         ++frames;
         if (!IsExtendedData(each.frame)) continue;
-        if (SourceOf(each.frame) == kUpdaterAddress || DestinationOf(each.frame) == kUpdaterAddress)
+        if (SourceOf(each.frame.can_id) == kUpdaterAddress ||
+            DestinationOf(each.frame.can_id) == kUpdaterAddress)
             lines.push_back({each.at, each.frame});
     }
     int error = Z_OK;
@@ -91,7 +80,7 @@ std::vector<Line> ReadLines(const std::string& path, std::size_t& skipped) {
 std::uint8_t FindDevice(const std::string& path, const std::vector<Line>& lines) {
     std::set<std::uint8_t> found;
     for (const Line& line : lines)
-        if (IsUpdateReply(line.frame)) found.insert(SourceOf(line.frame));
+        if (IsUpdateReply(line.frame)) found.insert(SourceOf(line.frame.can_id));
     if (found.size() == 1) return *found.begin();
     if (found.empty()) throw LogError("--answer " + path + ": no device answers in it");
     std::string text;
@@ -124,15 +113,16 @@ Recording ReadRecording(const std::string& path, std::optional<std::uint8_t> add
     } command, heartbeat;
     bool answered = false;
     for (const auto& [when, frame] : lines) {
-        if (SourceOf(frame) == kUpdaterAddress && DestinationOf(frame) == recording.address) {
-            if (PfOf(frame) == kPfData) continue;
-            const bool beats = PfOf(frame) == kPfHeartbeat;
+        if (SourceOf(frame.can_id) == kUpdaterAddress && DestinationOf(frame.can_id) == recording.address) {
+            if (PfOf(frame.can_id) == kPfData) continue;
+            const bool beats = PfOf(frame.can_id) == kPfHeartbeat;
             auto& list = beats ? recording.heartbeats : recording.commands;
             list.push_back({frame, {}});
             (beats ? heartbeat : command) = {&list.back(), when};
-        } else if (SourceOf(frame) == recording.address && DestinationOf(frame) == kUpdaterAddress) {
+        } else if (SourceOf(frame.can_id) == recording.address &&
+                   DestinationOf(frame.can_id) == kUpdaterAddress) {
             answered = true;
-            const Last& asked = PfOf(frame) == kPfHeartbeatReply ? heartbeat : command;
+            const Last& asked = PfOf(frame.can_id) == kPfHeartbeatReply ? heartbeat : command;
             // Without a command before it this is the answer to one that the log does not hold.
             if (asked.command)
                 asked.command->replies.push_back({std::max<Micros>(0, when - asked.when), frame});
@@ -144,13 +134,13 @@ Recording ReadRecording(const std::string& path, std::optional<std::uint8_t> add
 }
 
 bool Answer::Receive(const can_frame& frame, Micros now) {
-    if (!IsExtendedData(frame) || SourceOf(frame) != kUpdaterAddress ||
-        DestinationOf(frame) != recording_.address)
+    if (!IsExtendedData(frame) || SourceOf(frame.can_id) != kUpdaterAddress ||
+        DestinationOf(frame.can_id) != recording_.address)
         return false;
     ++heard_;
-    if (PfOf(frame) == kPfHeartbeat)
+    if (PfOf(frame.can_id) == kPfHeartbeat)
         OnHeartbeat(frame, now);
-    else if (PfOf(frame) != kPfData)
+    else if (PfOf(frame.can_id) != kPfData)
         OnCommand(frame, now);
     return true;
 }
@@ -162,8 +152,10 @@ void Answer::OnHeartbeat(const can_frame& frame, Micros now) {
     for (RecordedCommand::Reply reply : heartbeat.replies) {
         // As far off the live number as the recorded reply was off the recorded one, which is not at all as a
         // rule.
-        const int off = GetLe16(reply.frame.data + 2) - GetLe16(heartbeat.frame.data + 2);
-        PutLe16(reply.frame.data + 2, static_cast<std::uint16_t>(GetLe16(frame.data + 2) + off));
+        const int off = GetLe16(reply.frame.data + kAtHeartbeatNumber) -
+                        GetLe16(heartbeat.frame.data + kAtHeartbeatNumber);
+        PutLe16(reply.frame.data + kAtHeartbeatNumber,
+                static_cast<std::uint16_t>(GetLe16(frame.data + kAtHeartbeatNumber) + off));
         Queue(reply, now);
     }
 }
@@ -172,7 +164,9 @@ void Answer::OnCommand(const can_frame& frame, Micros now) {
     if (!std::exchange(begun_, true)) answered_ = 0;
     over_ = false;
     const auto& commands = recording_.commands;
-    const auto fits = [&](const RecordedCommand& each) { return PfOf(each.frame) == PfOf(frame); };
+    const auto fits = [&](const RecordedCommand& each) {
+        return PfOf(each.frame.can_id) == PfOf(frame.can_id);
+    };
     const auto expected = commands.begin() + static_cast<std::ptrdiff_t>(next_command_);
     if (expected == commands.end() || !fits(*expected)) {
         if (next_command_ > 0 && fits(commands[next_command_ - 1])) return;  // a repetition
@@ -203,7 +197,7 @@ std::optional<can_frame> Answer::TakeDue(Micros now) {
     if (pending_.empty() || pending_.front().due > now) return std::nullopt;
     const can_frame frame = pending_.front().frame;
     pending_.pop_front();
-    if (PfOf(frame) != kPfHeartbeatReply) ++answered_;
+    if (PfOf(frame.can_id) != kPfHeartbeatReply) ++answered_;
     return frame;
 }
 

@@ -12,11 +12,13 @@ using namespace velmorin;  // the protocol's names
 void BusLoad::Add(const can_frame& frame, Nanos end) {
     const int bits = FrameBits(frame);
     const auto duration = [this](int count) { return count * kNanosPerSecond / bitrate_; };
-    const canid_t between = frame.can_id & 0xFFFF;  // destination and source
     const bool extended = (frame.can_id & CAN_EFF_FLAG) != 0;
-    const bool command = extended && between == (canid_t{address_} << kDestinationShift | kUpdaterAddress);
-    const bool reply = extended && between == (canid_t{kUpdaterAddress} << kDestinationShift | address_);
-    const auto pf = static_cast<std::uint8_t>(frame.can_id >> kPfShift);
+    const auto goes = [&](int source, int destination) {
+        return extended && SourceOf(frame.can_id) == source && DestinationOf(frame.can_id) == destination;
+    };
+    const bool command = goes(kUpdaterAddress, address_);
+    const bool reply = goes(address_, kUpdaterAddress);
+    const std::uint8_t pf = PfOf(frame.can_id);
 
     bits_ += bits;
     if (!start_ && command && pf == kPfGroupStart) start_ = end - duration(bits - kIntermissionBits);

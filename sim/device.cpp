@@ -24,7 +24,7 @@ constexpr Micros kTakeSpan = 10'000;  // in which a device takes so many data fr
 
 /// A reply's payload with the command's address bytes, the rest zero.
 std::array<std::uint8_t, kFrameLength> Mirror(const std::uint8_t* data) {
-    return {data[0], data[1], data[2]};
+    return {data[kAtPort], data[kAtDeviceType], data[kAtUpdateAddress]};
 }
 
 std::uint8_t PriorityOf(std::uint8_t pf) {
@@ -32,13 +32,7 @@ std::uint8_t PriorityOf(std::uint8_t pf) {
 }
 
 canid_t Identifier(std::uint8_t pf, std::uint8_t destination, std::uint8_t source) {
-    return CAN_EFF_FLAG | static_cast<canid_t>(PriorityOf(pf)) << kPriorityShift |
-           static_cast<canid_t>(pf) << kPfShift | static_cast<canid_t>(destination) << kDestinationShift |
-           source;
-}
-
-std::uint8_t PfOf(const can_frame& frame) {
-    return static_cast<std::uint8_t>(frame.can_id >> kPfShift);
+    return CAN_EFF_FLAG | velmorin::Identifier(PriorityOf(pf), pf, destination, source);
 }
 
 const char* JobText(Job job) {
@@ -88,7 +82,7 @@ Device::Device(Settings settings)
     : settings_(std::move(settings)), left_(settings_.faults), random_(settings_.seed) {}
 
 bool Device::Receive(const can_frame& frame, Micros now) {
-    const std::uint8_t pf = PfOf(frame);
+    const std::uint8_t pf = PfOf(frame.can_id);
     if (frame.can_id != Identifier(pf, settings_.address, kUpdaterAddress)) return false;
     const int shortest = pf == kPfData ? kPacketHeader + 1 : kFrameLength;
     if (frame.can_dlc < shortest || frame.can_dlc > kFrameLength) return false;
@@ -156,17 +150,19 @@ std::string Device::Summary() const {
 // The commands, in the order of a job.
 
 void Device::OnVersionCheck(const std::uint8_t* data) {
-    if (data[1] != kVersionCommand || data[2] != kVersionNumber) return;
-    Reply(kPfVersionCheckReply, {data[0], kVersionReplyCommand, kVersionReplyNumber});
+    if (data[kAtVersionCommand] != kVersionCommand || data[kAtVersionNumber] != kVersionNumber) return;
+    Reply(kPfVersionCheckReply, {data[kAtPort], kVersionReplyCommand, kVersionReplyNumber});
 }
 
 void Device::OnHeartbeat(const std::uint8_t* data) {
-    NoticeNewUpdater(GetLe16(data + 2));
+    NoticeNewUpdater(GetLe16(data + kAtHeartbeatNumber));
     const bool in_job = job_ == Job::kRunning || job_ == Job::kVerified;
-    if (in_job && !std::equal(data, data + 2, address_bytes_.begin()))
+    if (in_job && !std::equal(data, data + kAtHeartbeatNumber, address_bytes_.begin()))
         Violation("heartbeat with other address bytes than the job's");
     ServeMute();
-    Reply(kPfHeartbeatReply, {data[0], data[1], data[2], data[3]});
+    Payload payload{data[kAtPort], data[kAtDeviceType]};
+    PutLe16(&payload[kAtHeartbeatNumber], GetLe16(data + kAtHeartbeatNumber));
+    Reply(kPfHeartbeatReply, payload);
     if (in_job && announced_ > 0 && now_ - busy_until_ >= kQuietTime) {
         Note("the updater waits: go-ahead sent again");
         Reply(kPfGoAhead, GoAhead());
@@ -187,13 +183,13 @@ void Device::OnStartDownload(const std::uint8_t* data) {
     if (left_.refuse_start != kAccepted) job_ = Job::kRefused;
 
     Payload payload = Mirror(data);
-    payload[3] = left_.refuse_start;
-    payload[5] = settings_.plan == Plan::kA ? kPlanA : kPlanB;
+    payload[kAtStatus] = left_.refuse_start;
+    payload[kAtPlan] = settings_.plan == Plan::kA ? kPlanA : kPlanB;
     Reply(kPfStartDownloadReply, payload);
 }
 
 void Device::OnAddressRequest(const std::uint8_t* data) {
-    exact_size_ = GetLe32(data + 3);
+    exact_size_ = GetLe32(data + kAtImageSize);
     SendAddressAndGoAhead();
 }
 
@@ -201,7 +197,7 @@ void Device::OnGroupStart(const std::uint8_t* data) {
     // The reset or the verdict was lost with the link when a finished job's updater starts over, so the
     // finished image is only given up when another one begins.
     if (IsOver()) BeginJob(data);
-    const std::uint32_t address = GetLe32(data + 3);
+    const std::uint32_t address = GetLe32(data + kAtGroupAddress);
     if (!IsAnnounced(address)) {
         Note("group start at " + Hex(address) + ", which was never announced: address sent again");
         return SendAddressAndGoAhead();
@@ -210,14 +206,14 @@ void Device::OnGroupStart(const std::uint8_t* data) {
     group_ = OpenGroup{.address = address};
     verdict_left_.reset();
     Payload payload = Mirror(data);
-    PutLe32(&payload[3], address);
+    PutLe32(&payload[kAtGroupAddress], address);
     Reply(kPfGroupStartReply, payload);
 }
 
 void Device::OnData(const std::uint8_t* data, int carried) {
     data_seen_ = true;
     if (!group_) return Note("packet outside a group, ignored");
-    const int index = data[3];
+    const int index = data[kAtPacketIndex];
     if (index < group_->next_packet) {
         Violation("group at " + Hex(group_->address) + ": packet " + std::to_string(index) +
                   " after packet " + std::to_string(group_->next_packet - 1));
@@ -230,7 +226,7 @@ void Device::OnData(const std::uint8_t* data, int carried) {
 
 void Device::OnGroupEnd(const std::uint8_t* data) {
     if (group_) {
-        verdict_ = Judge(*group_, GetLe32(data + 3));
+        verdict_ = Judge(*group_, GetLe32(data + kAtChecksum));
         verdict_address_ = group_->address;
         if (verdict_ == kGroupRight) {
             image_.Store(group_->address, std::span(group_->data).first(group_->size));
@@ -246,13 +242,13 @@ void Device::OnGroupEnd(const std::uint8_t* data) {
         Note("group end still comes: verdict sent again");
     }
     Payload payload = Mirror(data);
-    payload[3] = verdict_;
-    PutLe32(&payload[4], verdict_ == kGroupRight ? AnnounceAddress() : verdict_address_);
+    payload[kAtStatus] = verdict_;
+    PutLe32(&payload[kAtNextAddress], verdict_ == kGroupRight ? AnnounceAddress() : verdict_address_);
     verdict_left_ = Reply(kPfGroupEndReply, payload);
 }
 
 void Device::OnProgramCheck(const std::uint8_t* data) {
-    checksum_ = GetLe32(data + 3);
+    checksum_ = GetLe32(data + kAtChecksum);
     const std::optional<std::size_t> size = image_.SizeFor(settings_.plan, *checksum_, exact_size_);
     if (!size)
         Note("program check " + Hex(*checksum_) + " fits none of the " + std::to_string(groups()) +
@@ -261,13 +257,13 @@ void Device::OnProgramCheck(const std::uint8_t* data) {
     checked_ = true;
 
     Payload payload = Mirror(data);
-    payload[3] = left_.fail_check != kAccepted ? left_.fail_check : size ? kAccepted : kImageWrong;
-    job_ = payload[3] == kAccepted ? Job::kVerified : Job::kCheckFailed;
+    payload[kAtStatus] = left_.fail_check != kAccepted ? left_.fail_check : size ? kAccepted : kImageWrong;
+    job_ = payload[kAtStatus] == kAccepted ? Job::kVerified : Job::kCheckFailed;
     Reply(kPfProgramCheckReply, payload);
 }
 
 void Device::OnReset(const std::uint8_t* data) {
-    if (data[3] != kResetNow) return Violation("reset without its key");
+    if (data[kAtResetKey] != kResetNow) return Violation("reset without its key");
     if (job_ == Job::kVerified) job_ = Job::kComplete;
     if (job_ == Job::kRunning) {
         Violation("reset before the program check passed");
@@ -275,7 +271,7 @@ void Device::OnReset(const std::uint8_t* data) {
     }
     if (left_.no_reset_reply) return;
     Payload payload = Mirror(data);
-    payload[3] = kResetDone;
+    payload[kAtStatus] = kResetDone;
     Reply(kPfResetReply, payload);
 }
 
@@ -370,14 +366,14 @@ std::uint32_t Device::AnnounceAddress() {
 void Device::SendAddressAndGoAhead() {
     if (IsWaiting(kPfGoAhead)) return;  // a slow answer to this command's first sending
     Payload payload = Mirror(address_bytes_.data());
-    PutLe32(&payload[4], AnnounceAddress());
+    PutLe32(&payload[kAtNextAddress], AnnounceAddress());
     Reply(kPfAddressReply, payload);
     Reply(kPfGoAhead, GoAhead(), kGoAheadPause);
 }
 
 Device::Payload Device::GoAhead() const {
     Payload payload = Mirror(address_bytes_.data());
-    PutLe32(&payload[4], settings_.base);
+    PutLe32(&payload[kAtGoAheadValue], settings_.base);
     return payload;
 }
 
@@ -397,7 +393,7 @@ Micros Device::Reply(std::uint8_t pf, const Payload& payload, Micros later) {
 }
 
 bool Device::IsWaiting(std::uint8_t pf) const {
-    return std::ranges::any_of(pending_, [pf](const Pending& each) { return PfOf(each.frame) == pf; });
+    return std::ranges::any_of(pending_, [pf](const Pending& each) { return PfOf(each.frame.can_id) == pf; });
 }
 
 bool Device::IsLost() {

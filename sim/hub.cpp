@@ -16,14 +16,14 @@
 namespace sim {
 namespace {
 
-constexpr int kListener = 0;            // where nodes have their numbers
+constexpr int kListener = 0;            // epoll key of the listener; nodes count from 1
 constexpr std::size_t kMaxNodes = 200;  // well below the usual limit of open files
 constexpr int kTriesPerCall = 256;
 constexpr int kSendBuffer = 1 << 20;  // as much patience with a slow node as the system grants
 // Frames of a node that the hub reads ahead on a bus with a bit rate. About six more wait in the node's
 // socket.
 constexpr std::size_t kReadAhead = 4;
-constexpr int kOwn = 0;  // the simulator's own frames on such a bus
+constexpr int kOwn = 0;  // the number under which the simulator's own frames go out
 
 sockaddr_un AddressOf(const std::string& path) {
     sockaddr_un address{};

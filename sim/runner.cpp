@@ -13,9 +13,8 @@
 namespace sim {
 namespace {
 
-// When --once ends after the job's last reply. A node that closes its connection says so at once; where
-// nobody tells, silence does: in its two seconds of closing the updater sends nothing, nor does it
-// afterwards.
+// How long --once waits: a bench reports disconnects, on real CAN only silence does.
+// (An updater that closes its job sends nothing for two seconds.)
 constexpr Nanos kQuietAfterJob = 3 * kNanosPerSecond;
 constexpr Nanos kPatienceAfterJob = 5 * kNanosPerSecond;  // with an updater that goes on asking
 constexpr Nanos kQuietInJob = 30 * kNanosPerSecond;  // an idle updater still sends a heartbeat every 11 s

@@ -32,6 +32,7 @@ enum Pf : std::uint8_t {
     kPfMulti61 = 0x61,             ///< as 0x11
 };
 
+constexpr std::uint8_t kPfUpdateMask = 0xF0;    ///< of a PF from 0x70 to 0x7F it leaves kPfHeartbeat
 constexpr std::uint8_t kUpdaterAddress = 0x8A;  ///< source address of every command frame
 constexpr std::uint8_t kPriorityUpdate = 4;     ///< every frame of the update
 constexpr std::uint8_t kPriorityVersion = 6;    ///< the version check alone
@@ -72,6 +73,7 @@ constexpr int kAtStatus = 3;           ///< 0x73, 0x7B, 0x7D, 0x7F
 constexpr int kAtPlan = 5;             ///< 0x73: checksum plan
 constexpr int kAtImageSize = 3;        ///< 0x74, 32 bits
 constexpr int kAtNextAddress = 4;      ///< 0x75, 0x7B: address for the next group without one, 32 bits
+constexpr int kAtGoAheadValue = 4;     ///< 0x76: 32 bits that the updater does not use
 constexpr int kAtGroupAddress = 3;     ///< 0x77, 0x78: 32 bits
 constexpr int kAtPacketIndex = 3;      ///< 0x79; image bytes follow
 constexpr int kAtChecksum = 3;         ///< 0x7A, 0x7C: 32 bits

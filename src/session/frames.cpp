@@ -22,8 +22,8 @@ tagCAN_MailBox canframe::Command(Pf pf) const {
 tagCAN_MailBox canframe::Build1792() {
     tagCAN_MailBox command = Command(kPfVersionCheck);
     command.priority = kPriorityVersion;
-    command.data[1] = kVersionCommand;
-    command.data[2] = kVersionNumber;
+    command.data[kAtVersionCommand] = kVersionCommand;
+    command.data[kAtVersionNumber] = kVersionNumber;
     return command;
 }
 

@@ -63,9 +63,8 @@ CAN_Port* OpenBus(const std::string& interface, std::string* fault) {
 }
 
 void HearUpdateOnly(CAN_Port* port) {
-    constexpr canid_t kKinds = 0xF0U << kPfShift;  // every PF from 0x70 to 0x7F
     const can_filter filter = {CAN_EFF_FLAG | static_cast<canid_t>(kPfHeartbeat) << kPfShift,
-                               CAN_EFF_FLAG | CAN_RTR_FLAG | kKinds};
+                               CAN_EFF_FLAG | CAN_RTR_FLAG | static_cast<canid_t>(kPfUpdateMask) << kPfShift};
     setsockopt(port->fd, SOL_CAN_RAW, CAN_RAW_FILTER, &filter, sizeof filter);
 }
 
