@@ -9,7 +9,7 @@
 #include "tool.h"
 #include "transaction.h"
 
-using sqlite::HexText;
+using velmorin::sqlite::HexText;
 
 namespace velmorin {
 namespace {
@@ -129,7 +129,7 @@ Fault CloseJob(const char* file, int timestamp, const std::function<Fault()>& ma
         if (const Fault refusal = may_close()) throw refusal;
         Statement close(
             transaction,
-            "UPDATE tag_history SET state=1,result=? WHERE timestamp=? AND state=0 AND result=-1");
+            std::string("UPDATE tag_history SET state=1,result=? WHERE timestamp=? AND ") + kIsOpen);
         if (close.Run(kResultInterrupted, timestamp) == 0) throw NoOpenJob(transaction, timestamp);
         RemoveRows(transaction, timestamp);
     });
@@ -140,14 +140,12 @@ Fault CloseJob(const char* file, int timestamp, const std::function<Fault()>& ma
 Fault CleanUnowned(const char* file, Cleaned* cleaned) {
     const Fault fault = InTransaction(file, Access::kWrite, kUsualPatience, [&](Transaction& transaction) {
         // Also those without a job's second at all.
-        constexpr char kUnowned[] =
-            " WHERE savestamp IS NULL OR savestamp NOT IN (SELECT timestamp FROM tag_history WHERE state=0 "
-            "AND "
-            "result=-1 AND timestamp IS NOT NULL)";
-        cleaned->groups =
-            Statement(transaction, (std::string("DELETE FROM tag_infor") + kUnowned).c_str()).Run();
-        cleaned->packets =
-            Statement(transaction, (std::string("DELETE FROM tag_data") + kUnowned).c_str()).Run();
+        const std::string unowned =
+            std::string(
+                " WHERE savestamp IS NULL OR savestamp NOT IN (SELECT timestamp FROM tag_history WHERE ") +
+            kIsOpen + " AND timestamp IS NOT NULL)";
+        cleaned->groups = Statement(transaction, "DELETE FROM tag_infor" + unowned).Run();
+        cleaned->packets = Statement(transaction, "DELETE FROM tag_data" + unowned).Run();
     });
     if (!fault) cleaned->shrunk = Shrink(file, true);
     return fault;
@@ -157,7 +155,7 @@ Fault CleanAll(const char* file, const std::function<Fault()>& may_clean, Cleane
     const Fault fault = InTransaction(file, Access::kWrite, kUsualPatience, [&](Transaction& transaction) {
         if (const Fault refusal = may_clean()) throw refusal;
         cleaned->jobs =
-            Statement(transaction, "UPDATE tag_history SET state=1,result=? WHERE state=0 AND result=-1")
+            Statement(transaction, std::string("UPDATE tag_history SET state=1,result=? WHERE ") + kIsOpen)
                 .Run(kResultInterrupted);
         cleaned->groups = Statement(transaction, "DELETE FROM tag_infor").Run();
         cleaned->packets = Statement(transaction, "DELETE FROM tag_data").Run();

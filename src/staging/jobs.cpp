@@ -7,10 +7,10 @@
 #include "protocol.h"
 #include "transaction.h"
 
-using sqlite::AppendGroup;
-using sqlite::AppendPacket;
-using sqlite::HexText;
-using sqlite::ReadNumber;
+using velmorin::sqlite::AppendGroup;
+using velmorin::sqlite::AppendPacket;
+using velmorin::sqlite::HexText;
+using velmorin::sqlite::ReadNumber;
 
 namespace velmorin {
 namespace {
@@ -18,7 +18,7 @@ namespace {
 constexpr Patience kUsualPatience = {kLockWaitMs, true};
 
 void CheckIsOpen(Transaction& file, const JobRow& job) {
-    Statement open(file, "SELECT 1 FROM tag_history WHERE id=? AND state=0 AND result=-1");
+    Statement open(file, std::string("SELECT 1 FROM tag_history WHERE id=? AND ") + kIsOpen);
     open.Start(job.id);
     if (!open.Next()) throw Fault{FaultKind::kNoJob, "it is not open any more; see velmorinctl jobs"};
 }

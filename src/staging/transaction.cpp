@@ -174,9 +174,9 @@ void Transaction::Vacuum() {
     Execute("VACUUM");
 }
 
-Statement::Statement(Transaction& transaction, const char* text) : transaction_(transaction) {
+Statement::Statement(Transaction& transaction, const std::string& text) : transaction_(transaction) {
     sqlite3_stmt* raw = nullptr;
-    if (sqlite3_prepare_v2(transaction.Get(), text, -1, &raw, nullptr) != SQLITE_OK)
+    if (sqlite3_prepare_v2(transaction.Get(), text.c_str(), -1, &raw, nullptr) != SQLITE_OK)
         throw transaction.LastFault();
     statement_.reset(raw);
 }

@@ -18,6 +18,9 @@ struct Patience {
     bool until_signal;  ///< a signal that CaughtSignal() tells ends the wait, and the transaction
 };
 
+/// Of a `tag_history` row: the job is open. JobRow::IsOpen asks the same of a row that was read.
+constexpr char kIsOpen[] = "state=0 AND result=-1";
+
 /// What stands in the file cannot be.
 Fault Damaged(const std::string& what);
 
@@ -55,7 +58,7 @@ class Transaction {
 /// A prepared statement. Values are bound, and columns read, from the left.
 class Statement {
   public:
-    Statement(Transaction& transaction, const char* text);
+    Statement(Transaction& transaction, const std::string& text);
 
     /// Binds all values and runs the statement to its end, as often as one likes. How many rows it changed.
     template <typename... Values>
