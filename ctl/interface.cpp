@@ -83,10 +83,10 @@ void AskController(const char* name, InterfaceState* interface) {
 }
 
 InterfaceState LookAtBench(const std::string& name) {
-    const Descriptor fd(platform::OpenBusSocket());
+    const Descriptor fd(velmorin::platform::OpenBusSocket());
     int index = 0;
     InterfaceState bench;
-    bench.exists = bench.is_can = bench.up = platform::FindInterface(fd, name.c_str(), &index) == 0;
+    bench.exists = bench.is_can = bench.up = velmorin::platform::FindInterface(fd, name.c_str(), &index) == 0;
     return bench;
 }
 
@@ -115,7 +115,7 @@ std::string SetUp(const std::string& name, const InterfaceState& before, int bit
 }  // namespace
 
 InterfaceState LookAtInterface(const std::string& name) {
-    if (!platform::BenchFolder().empty()) return LookAtBench(name);
+    if (!velmorin::platform::BenchFolder().empty()) return LookAtBench(name);
     InterfaceState interface;
     const Descriptor fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     ifreq request{};
@@ -130,7 +130,7 @@ InterfaceState LookAtInterface(const std::string& name) {
 
 std::string InterfaceFault(const InterfaceState& interface, int bitrate) {
     if (!interface.exists) {
-        return platform::BenchFolder().empty()
+        return velmorin::platform::BenchFolder().empty()
                    ? "no such interface; ip link shows those that there are"
                    : "no such interface; start velmorin-sim --bench on this folder";
     }

@@ -11,7 +11,7 @@
 inline bool IsSameFile(const std::string& one, const std::string& other) {
     struct stat first {
     }, second{};
-    return stat(platform::ResolvePath(one.c_str()).c_str(), &first) == 0 &&
-           stat(platform::ResolvePath(other.c_str()).c_str(), &second) == 0 &&
+    return stat(velmorin::platform::ResolvePath(one.c_str()).c_str(), &first) == 0 &&
+           stat(velmorin::platform::ResolvePath(other.c_str()).c_str(), &second) == 0 &&
            first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }

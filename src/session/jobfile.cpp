@@ -34,7 +34,7 @@ bool CannotBeJobFile(const std::string& path) {
 }  // namespace
 
 int canframe::LoadFirewareInfo() {
-    const std::string path = platform::ResolvePath(kJobFile);
+    const std::string path = velmorin::platform::ResolvePath(kJobFile);
     if (CannotBeJobFile(path)) return -1;
     CStringList lines;
     if (!lines.LoadFromFile(path)) return -1;

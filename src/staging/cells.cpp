@@ -7,7 +7,7 @@
 #include "protocol.h"
 #include "tool.h"
 
-namespace sqlite {
+namespace velmorin::sqlite {
 namespace {
 
 constexpr int kDecodedBytes = 64;
@@ -40,7 +40,7 @@ void ReadEightDigits(const char* cell, unsigned int* field) {
 
 s_addnode& AppendGroup(const GroupCells& cells, std::list<s_addnode>* cache) {
     s_addnode& group = cache->emplace_back();
-    group.addrstate = velmorin::kAddressMissing;
+    group.addrstate = kAddressMissing;
     ReadNumber(cells.state, 10, &group.state);
     ReadNumber(cells.address, 16, &group.address);
     ReadEightDigits(cells.canid, &group.canid);
@@ -63,4 +63,4 @@ void AppendPacket(const PacketCells& cells, unsigned int canid, std::deque<s_dat
     std::copy_n(bytes, sizeof packet.frame.data, packet.frame.data);
 }
 
-}  // namespace sqlite
+}  // namespace velmorin::sqlite

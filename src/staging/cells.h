@@ -6,7 +6,7 @@
 #include "connection.h"
 #include "sendcache.h"
 
-namespace sqlite {
+namespace velmorin::sqlite {
 
 /// Lower-case digits, as many as asked for or as the value needs.
 std::string HexText(int digits, unsigned int value);
@@ -28,4 +28,4 @@ struct PacketCells {
 /// Appends the packet with the identifier of its group.
 void AppendPacket(const PacketCells& cells, unsigned int canid, std::deque<s_datanode>* queue);
 
-}  // namespace sqlite
+}  // namespace velmorin::sqlite

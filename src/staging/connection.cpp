@@ -5,7 +5,7 @@
 
 #include "platform.h"
 
-namespace sqlite {
+namespace velmorin::sqlite {
 
 Handle Open(const char* file) {
     sqlite3* raw = nullptr;
@@ -46,4 +46,4 @@ const char* Table::Cell(int row, int column) const {
     return column < 0 ? nullptr : cells_.get()[(row + 1) * columns_ + column];
 }
 
-}  // namespace sqlite
+}  // namespace velmorin::sqlite

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <memory>
 
-namespace sqlite {
+namespace velmorin::sqlite {
 
 struct CloseHandle {
     void operator()(sqlite3* handle) const { sqlite3_close(handle); }
@@ -50,4 +50,4 @@ void ReadNumber(const char* cell, int base, Integer* field) {
     if (cell != nullptr) *field = static_cast<Integer>(std::strtoll(cell, nullptr, base));
 }
 
-}  // namespace sqlite
+}  // namespace velmorin::sqlite

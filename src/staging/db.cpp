@@ -8,6 +8,7 @@
 #include "platform.h"
 #include "tool.h"
 
+using namespace velmorin;
 using sqlite::Handle;
 using sqlite::Text;
 

@@ -1,7 +1,8 @@
 // The staging file as velmorinctl uses it: a queue of jobs. Each call opens the file, does all of its work in
 // one transaction and closes it again, so what it says is done is done, whatever happens next, and what
 // failed has changed nothing. A lock that others hold is waited for, 5 s unless told otherwise. Nothing is
-// printed. Without memory std::bad_alloc is thrown.
+// printed, but for the line "error" of Tool_StringToHex on a damaged cell. Without memory std::bad_alloc is
+// thrown.
 #pragma once
 
 #include <functional>

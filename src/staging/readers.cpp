@@ -6,6 +6,7 @@
 #include "db.h"
 #include "tool.h"
 
+using namespace velmorin;
 using sqlite::AppendGroup;
 using sqlite::AppendPacket;
 using sqlite::Handle;

@@ -14,6 +14,8 @@
 #include "platform.h"
 #include "tool.h"
 
+using namespace velmorin;
+
 namespace {
 
 [[noreturn]] void Fail(const char* call) {
@@ -50,7 +52,7 @@ void Trace(const char* direction, int count, const can_frame& frame, unsigned in
 
 CAN_Port* CAN_Init(int port, int bitrate) {
     auto handle = std::make_unique<CAN_Port>();
-    handle->log_on = velmorin::TraceSwitch("CAN_LOG");
+    handle->log_on = TraceSwitch("CAN_LOG");
     const std::string interface = "can" + std::to_string(port);
     SetUpInterface(interface, bitrate);
 

@@ -14,7 +14,7 @@
 
 #include "process.h"
 
-namespace platform {
+namespace velmorin::platform {
 namespace {
 
 constexpr char kFlashFolder[] = "/mnt/nandflash/";
@@ -63,7 +63,7 @@ int RunShell(const char* command) {
 
 int OpenBusSocket() {
     if (BenchFolder().empty()) return socket(PF_CAN, SOCK_RAW, CAN_RAW);
-    velmorin::IgnoreWriteSignals();
+    IgnoreWriteSignals();
     return socket(AF_UNIX, SOCK_SEQPACKET, 0);
 }
 
@@ -94,4 +94,4 @@ int BindToInterface(int fd, int index) {
     return bind(fd, reinterpret_cast<const sockaddr*>(&address), kAddressSize);
 }
 
-}  // namespace platform
+}  // namespace velmorin::platform

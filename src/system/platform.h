@@ -8,7 +8,7 @@
 
 #include <string>
 
-namespace platform {
+namespace velmorin::platform {
 
 /// The bench folder, or an empty text on the controller.
 std::string BenchFolder();
@@ -42,4 +42,4 @@ bool IsBusGone(long count);
 /// already.
 int BindToInterface(int fd, int index);
 
-}  // namespace platform
+}  // namespace velmorin::platform

@@ -57,7 +57,7 @@ int tool::Tool_Delays(unsigned int seconds) {
 
 int tool::Tool_GetFileSize(const char* path) {
     struct stat status {};
-    int result = stat(platform::ResolvePath(path).c_str(), &status);
+    int result = stat(velmorin::platform::ResolvePath(path).c_str(), &status);
     if (result == 0 && status.st_size > INT_MAX) {
         errno = EFBIG;
         result = -1;
@@ -70,7 +70,7 @@ int tool::Tool_GetFileSize(const char* path) {
 }
 
 int tool::Tool_CheckNodeIsExit(const char* path) {
-    return access(platform::ResolvePath(path).c_str(), F_OK) == 0 ? 1 : 0;
+    return access(velmorin::platform::ResolvePath(path).c_str(), F_OK) == 0 ? 1 : 0;
 }
 
 int tool::Tool_debug(const char* name) {
