@@ -98,7 +98,8 @@ int PackData::ReadWhole(const char* path, bool padded, ImageBuffer* bytes) {
         if (filesize == 0) return kImageEmpty;
     } else if (fstat(fileno(image.get()), &status) != 0 || !S_ISREG(status.st_mode)) {
         ReportImage(path, "not a regular file");
-        return status.st_size == 0 ? kImageEmpty : kImageUnreadable;
+        filesize = static_cast<int>(status.st_size);
+        return filesize == 0 ? kImageEmpty : kImageUnreadable;
     } else if (status.st_size > INT_MAX) {
         std::fprintf(stderr, "file:: %s\n", std::strerror(EFBIG));
         ReportImage(path, "2 GiB or more");

@@ -44,8 +44,9 @@ class PackData {
 
     /// Reads the image, fills the job record, inserts the job's row and appends the groups to the cache, the
     /// last one filled up with 0xFF. A PackResult. On failure the reason is printed (except for an empty
-    /// image) and neither row nor cache changes. A row that cannot be written is reported only. Holds the
-    /// image twice for a moment only: pages of the first copy are given back as its groups are made.
+    /// image and for want of memory) and neither row nor cache changes. A row that cannot be written is
+    /// reported only. Holds the image twice for a moment only: pages of the first copy are given back as its
+    /// groups are made.
     int Pack_RuningV2(const char* path, s_history* history, std::list<s_addnode>* cache);
     /// Appends group `index` with its `length` bytes, packets and checksums to the cache. Always 0. Nothing
     /// goes to the database here.

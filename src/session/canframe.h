@@ -76,9 +76,8 @@ class canframe {
 
     // Frames in (frames.cpp). Each takes 8 data bytes; those past the frame's length read as zero.
 
-    void Deal2048(const unsigned char* data);  ///< 0x08 version check: notes whether it passed
-    void Deal28928(
-        const unsigned char* data);  ///< 0x71 heartbeat: the link answers; result 1 on a wrong number
+    void Deal2048(const unsigned char* data);   ///< 0x08 version check: notes whether it passed
+    void Deal28928(const unsigned char* data);  ///< 0x71 heartbeat: result 1 on another number
     void Deal29440(const unsigned char* data);  ///< 0x73 start download: status and checksum plan
     void Deal29952(const unsigned char* data);  ///< 0x75 address for the first group that waits for one
     void Deal30208(const unsigned char* data);  ///< 0x76 go-ahead: only the address bytes are looked at
@@ -112,10 +111,11 @@ class canframe {
 
     // What a pass consists of, for a run that keeps another clock than Runloop.
 
-    /// Acts on a reply of this kind in whatever step it arrives. Where a reply leaves the timers alone, it
-    /// sets `m_runstep`; where the next step's frame is due at once, it enters the step.
+    /// Acts on a reply of this kind in whatever step it arrives. Most replies enter their step, which clears
+    /// the send count and the resend timer. An address, a reset reply and a failed version check set
+    /// `m_runstep` alone and leave both as they are.
     void Dispatch(int kind, const unsigned char* data);
-    /// Enters a step so that its frame goes out in the next call.
+    /// Sets the step and clears its send count and resend timer, so that its frame goes out in the next call.
     void EnterStep(velmorin::Step step);
     /// What the step does in one call. False when that call does not look at the link.
     bool RunStep();
@@ -135,15 +135,15 @@ class canframe {
     CAN_Port* m_canhandle = nullptr;                  ///< the open port, owned
     unsigned int m_loopcount = 0;                     ///< passes so far
     unsigned int m_heartseq = 0;                      ///< number of the next heartbeat
-    unsigned int m_sendcount = 0;  ///< sends in the current step; cleared with every step, never raised
-    int m_waittime = 0;            ///< milliseconds until the step's frame is due again; 0: now
-    unsigned int m_heartmiss = 0;  ///< heartbeats since the last reply to one
-    unsigned int m_heartlast = 0;  ///< number of the last heartbeat
-    int m_firewaretype = 0;        ///< 1 for a .tar.gz image, else 0
-    int m_debug = 0;               ///< 1: protocol trace on
-    int m_packid = 0;              ///< index of the current group's next packet
-    int m_runstep = velmorin::kStepLinkWait;     ///< a Step
-    int m_checkack = 0;                          ///< status of the last program check reply
+    unsigned int m_sendcount = 0;             ///< sends in this step; cleared on entering one, never raised
+    int m_waittime = 0;                       ///< milliseconds until the step's frame is due again; 0: now
+    unsigned int m_heartmiss = 0;             ///< heartbeats since the last reply to one
+    unsigned int m_heartlast = 0;             ///< number of the last heartbeat
+    int m_firewaretype = 0;                   ///< 1 for a .tar.gz image, else 0
+    int m_debug = 0;                          ///< 1: protocol trace on
+    int m_packid = 0;                         ///< index of the current group's next packet
+    int m_runstep = velmorin::kStepLinkWait;  ///< a Step
+    int m_checkack = 0;                       ///< status of the last program check reply
     int m_errorcode = velmorin::kResultSuccess;  ///< a ResultCode
     unsigned int m_groupaddress = 0;             ///< address of the current group, its key in the send cache
     int m_canport = 0;                           ///< data byte 0 of every command frame

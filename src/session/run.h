@@ -7,8 +7,8 @@ namespace velmorin {
 
 /// Runs passes until the session is finished. 0; or the number of the signal that ended the job early,
 /// between two passes: its result is then kResultInterrupted.
-int RunUntilFinished(canframe& session);
+[[nodiscard]] int RunUntilFinished(canframe& session);
 /// The same for a job that was packed into the session: frees its cache and records its result afterwards.
-int RunJob(canframe& session);
+[[nodiscard]] int RunJob(canframe& session);
 
 }  // namespace velmorin

@@ -24,7 +24,7 @@ class Lock {
   public:
     /// Tries to take the lock of that name, an interface's or kDownloadLock. Blocks for a quarter of a second
     /// at most.
-    explicit Lock(const std::string& name, int work = 0);
+    [[nodiscard]] explicit Lock(const std::string& name, int work = 0);
     ~Lock();
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;

@@ -6,7 +6,7 @@
 namespace velmorin {
 
 /// Gives a finished file its name. False with errno, EEXIST when the name is taken.
-bool PutInPlace(const std::string& draft, const std::string& path);
+[[nodiscard]] bool PutInPlace(const std::string& draft, const std::string& path);
 
 /// Makes the names in the folder of `path` last when the power goes. False with errno.
 bool SyncFolder(const std::string& path);

@@ -21,6 +21,7 @@ struct RunSettings {
 /// checksums are set, `m_canhandle` is open (OpenBus). Blocks until the job has ended; returns within 10 ms
 /// of a signal that CaughtSignal() tells. Afterwards the session's groups tell which are confirmed; nothing
 /// has been recorded.
-RunReport RunWatched(canframe& session, const RunSettings& settings, Watcher& watcher, Waiting& waiting);
+[[nodiscard]] RunReport RunWatched(canframe& session, const RunSettings& settings, Watcher& watcher,
+                                   Waiting& waiting);
 
 }  // namespace velmorin

@@ -42,7 +42,7 @@ struct Ignored {
     can_frame last;
 };
 
-/// Every call comes from within WatchedRun::Run, in the order of events; none may block for long.
+/// Every call comes from within RunWatched, in the order of events; none may block for long.
 class Watcher {
   public:
     virtual ~Watcher() = default;
@@ -74,7 +74,7 @@ struct RunReport {
     int result = 0;                             ///< a ResultCode, to be recorded
     bool image_confirmed = false;               ///< every group and the image as a whole
     bool reset_confirmed = false;               ///< the reset reply said "done"
-    std::optional<std::uint8_t> device_status;  ///< status byte of the reply that ended the job
+    std::optional<std::uint8_t> device_status;  ///< of the last reply that carries one
     std::string why;  ///< what ended it, in words, where `result` does not say it all; else empty
     int bytes = 0;    ///< of the image, in confirmed groups
     int groups = 0;   ///< confirmed
