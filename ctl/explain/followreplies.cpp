@@ -78,8 +78,7 @@ void Follower::Dispatch(std::uint8_t pf, const std::uint8_t* data, Micros at, bo
     if (pf != kPfHeartbeatReply) replied_at_ = at;
     switch (pf) {
         case kPfVersionCheckReply:
-            if (data[kAtVersionCommand] == kVersionReplyCommand &&
-                data[kAtVersionNumber] == kVersionReplyNumber) {
+            if (VersionPasses(data)) {
                 step_ = kStepBegin;
             } else {
                 EndWith(kResultVersion, at, data[kAtVersionNumber]);

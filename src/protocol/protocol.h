@@ -130,6 +130,11 @@ constexpr std::uint8_t kVersionNumber = 0x01;   ///< 0x07 byte 2
 constexpr std::uint8_t kVersionReplyCommand = 0x00;  ///< 0x08 byte 1 of a check that passes
 constexpr std::uint8_t kVersionReplyNumber = 0x02;   ///< 0x08 byte 2 of a check that passes
 
+/// Whether the version check has passed, by the data bytes of 0x08.
+constexpr bool VersionPasses(const unsigned char* data) {
+    return data[kAtVersionCommand] == kVersionReplyCommand && data[kAtVersionNumber] == kVersionReplyNumber;
+}
+
 // The image on the bus.
 constexpr int kGroupSize = 1024;  ///< image bytes in a group
 constexpr int kPacketSize = 4;    ///< image bytes in a packet

@@ -119,6 +119,8 @@ class canframe {
     void EnterStep(velmorin::Step step);
     /// What the step does in one call. False when that call does not look at the link.
     bool RunStep();
+    /// Enough heartbeats are out, and answered, for a download to start.
+    bool IsLinked() const;
     /// A lost link starts the download over; confirmed groups stay confirmed.
     void SuperviseLink();
     /// The command as it goes onto the bus.

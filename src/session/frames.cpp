@@ -132,8 +132,7 @@ void canframe::ConfirmGroup() {
 }
 
 void canframe::Deal2048(const unsigned char* data) {
-    version_passed_ =
-        data[kAtVersionCommand] == kVersionReplyCommand && data[kAtVersionNumber] == kVersionReplyNumber;
+    version_passed_ = VersionPasses(data);
 }
 
 void canframe::Deal28928(const unsigned char* data) {

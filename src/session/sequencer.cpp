@@ -28,7 +28,7 @@ bool canframe::RunStep() {
             m_finished = 1;
             break;
         case kStepLinkWait:
-            if (m_heartseq >= kHeartbeatsForLink && m_heartmiss <= kMissedForLink) {
+            if (IsLinked()) {
                 m_runstep = kStepBegin;
                 m_waittime = 0;
                 return false;
@@ -97,6 +97,10 @@ void canframe::SendNextPacket() {
     if (SendMessageEventV2() != -1) return;
     if (m_debug == 1) std::puts("一组数据发送完毕");
     EnterStep(kStepGroupEnd);
+}
+
+bool canframe::IsLinked() const {
+    return m_heartseq >= kHeartbeatsForLink && m_heartmiss <= kMissedForLink;
 }
 
 void canframe::SuperviseLink() {

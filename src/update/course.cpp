@@ -224,7 +224,7 @@ void Course::Advance(Micros now) {
             case kStepData:
                 return;
             case kStepLinkWait:
-                if (session_.m_heartseq < kHeartbeatsForLink || session_.m_heartmiss > kMissedForLink) return;
+                if (!session_.IsLinked()) return;
                 break;
             case kStepBegin:
                 break;
