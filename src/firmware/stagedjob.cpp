@@ -64,8 +64,8 @@ JobRow DescribeJob(const std::string& path, const Target& target, const std::str
 
 void PackForDevice(const std::string& image, JobRow* job, std::list<s_addnode>* cache) {
     std::string padded = image;
-    padded.resize(static_cast<std::size_t>(GroupsOf(job->filesize)) * kGroupSize,
-                  static_cast<char>(kPadding));
+    const std::size_t whole = static_cast<std::size_t>(GroupsOf(job->filesize)) * kGroupSize;
+    padded.insert(padded.end(), whole - padded.size(), static_cast<char>(kPadding));
     job->crcA = CrcA(padded);
     PackData packer = PackerFor(*job);
     for (int group = 0; group < GroupsOf(job->filesize); ++group) {
