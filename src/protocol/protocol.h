@@ -32,7 +32,7 @@ enum Pf : std::uint8_t {
     kPfMulti61 = 0x61,             ///< as 0x11
 };
 
-constexpr std::uint8_t kPfUpdateMask = 0xF0;    ///< of a PF from 0x70 to 0x7F it leaves kPfHeartbeat
+constexpr std::uint8_t kUpdatePfMask = 0xF0;    ///< of a PF from 0x70 to 0x7F it leaves kPfHeartbeat
 constexpr std::uint8_t kUpdaterAddress = 0x8A;  ///< source address of every command frame
 constexpr std::uint8_t kPriorityUpdate = 4;     ///< every frame of the update
 constexpr std::uint8_t kPriorityVersion = 6;    ///< the version check alone

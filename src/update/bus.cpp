@@ -64,7 +64,7 @@ CAN_Port* OpenBus(const std::string& interface, std::string* fault) {
 
 void HearUpdateOnly(CAN_Port* port) {
     const can_filter filter = {CAN_EFF_FLAG | static_cast<canid_t>(kPfHeartbeat) << kPfShift,
-                               CAN_EFF_FLAG | CAN_RTR_FLAG | static_cast<canid_t>(kPfUpdateMask) << kPfShift};
+                               CAN_EFF_FLAG | CAN_RTR_FLAG | static_cast<canid_t>(kUpdatePfMask) << kPfShift};
     setsockopt(port->fd, SOL_CAN_RAW, CAN_RAW_FILTER, &filter, sizeof filter);
 }
 
