@@ -86,7 +86,8 @@ Finding CheckDevice(const DeviceAnswer& device, const std::string& interface,
                     std::optional<int> charge_address) {
     if (!charge_address) return {kExitDone, "not asked; name it with --charge"};
     const std::string name = Format("%02x ", static_cast<unsigned int>(*charge_address));
-    if (!device.asked) return {kExitDone, name + "is not asked: the bus is not free for it"};
+    if (!device.asked)
+        return {kExitDone, name + "is not asked: the interface or another update is in the way"};
     if (device.answers) return {kExitDone, name + "answers"};
     return {kExitSilent, name + "does not answer; " + SilenceAdvice(interface, *charge_address)};
 }
