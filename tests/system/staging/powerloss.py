@@ -8,7 +8,7 @@ from pathlib import Path
 
 from stagedbench import COMMANDS, Bench, campaign, check
 
-TRACED = "openat,write,pwrite64,ftruncate,fsync,fdatasync,rename,renameat2,link,unlink"
+TRACED = "openat,write,pwrite64,ftruncate,fsync,fdatasync,rename,renameat2,link,unlink,pipe2"
 HEX = r'((?:\\x[0-9a-f]{2})*)'
 
 
@@ -23,14 +23,17 @@ class Disk:
         self.folder = str(folder)
         self.names = {path.name: [path.read_bytes()] for path in folder.iterdir()}
         self.synced_names, self.said = dict(self.names), False
+        self.own_pipes = set()  # to which a sanitizer writes memory, to see whether it can be read
 
     def apply(self, call, arguments):
         quoted = [text(digits) for digits in re.findall(f'"{HEX}"', arguments)]
-        opened = re.match(rf'\d+<{HEX}>', arguments)
+        opened = re.match(rf'\[?\d+<{HEX}>', arguments)
         path = text(opened[1]) if opened else quoted[0]
         folder, name = os.path.split(path)
         versions = self.names.get(name)
-        if path.startswith("pipe:") and not arguments.startswith("2<"):
+        if call == "pipe2":
+            self.own_pipes.add(path)
+        elif path.startswith("pipe:") and path not in self.own_pipes and not arguments.startswith("2<"):
             self.said = True
         elif call in ("fsync", "fdatasync") and path == self.folder:
             self.synced_names = dict(self.names)
