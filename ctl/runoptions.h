@@ -1,11 +1,15 @@
 // How a job is to be run: the options that `update` and `download` share.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 
 #include "protocol.h"
 #include "watchedrun.h"
+
+namespace CLI {  // whose header is the slowest of all
+class App;
+class Option;
+}  // namespace CLI
 
 struct RunOptions {
     std::string interface = "can" + std::to_string(velmorin::kBusPort);
