@@ -188,7 +188,7 @@ bool RunAll(std::FILE* report, bool watched, unsigned int seed, unsigned int job
 
 int main() {
     const unsigned int seed = FromEnvironment("VELMORIN_SEED", std::random_device()());
-    const unsigned int jobs = FromEnvironment("VELMORIN_JOBS", 15 * kKinds);
+    const unsigned int jobs = FromEnvironment("VELMORIN_JOBS", 60 * kKinds);
     // What the session prints goes nowhere, and what a sanitizer says still comes.
     std::FILE* const report = stdout;
     std::setvbuf(report, nullptr, _IOLBF, BUFSIZ);

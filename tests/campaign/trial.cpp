@@ -81,13 +81,26 @@ void Trial::RunSession() {
     if (result_ == -1 && desk_->now - desk_->last_offer > 11'010 * kMs) fault = "neither over nor trying";
 }
 
-/// What explains logs must come to the session's own result, from the frames alone; to none for a job that is
-/// still going on. Of a session whose frames did not all go out they cannot tell.
+/// What explains logs must come to the session's own result and to where it is, from the frames alone.
+/// Those of a session whose writes failed cannot tell.
 std::string Trial::WronglyExplained(const std::vector<Update>& updates) const {
-    const int explained = updates.empty() ? -1 : updates.back().result.value_or(-1);
-    if (explained == result_) return "";
-    if (explained == -1 && desk_->refused > 0) return "";
-    return "result " + std::to_string(result_) + " explained as " + std::to_string(explained);
+    if (updates.empty()) return "not explained at all";
+    const Update& update = updates.back();
+    const int explained = update.result.value_or(-1);
+    if (desk_->refused > 0) return "";
+    if (explained != result_)
+        return "result " + std::to_string(result_) + " explained as " + std::to_string(explained);
+    bool same = static_cast<int>(update.heartbeats) == session_.m_heartseq;
+    same = same && (result_ != -1 || update.step == session_.m_runstep);
+    same = same && (update.plan == -1 || update.plan == session_.m_crcplan);
+    auto group = session_.m_addlist.begin();
+    for (const GroupFacts& facts : update.groups) {
+        if (group == session_.m_addlist.end()) break;
+        same = same && facts.confirmed == (group->state == 1) && facts.starts >= group->sendcount &&
+               (group->addrstate != 1 || facts.address == group->address);
+        ++group;
+    }
+    return same ? "" : "explained with another step, plan or group";
 }
 
 void Trial::RunWatch() {
