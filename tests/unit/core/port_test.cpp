@@ -114,7 +114,8 @@ TEST_F(Port, EveryFailureOfTheSetUpEndsTheProcess) {
 TEST_F(Port, RefusedWriteIsTracedOnStdoutAndReportedOnStderr) {
     CAN_Port traced{-1, 1};
     std::string trace;
-    const auto write = [&] { trace = Printed([&] { CAN_Write(&traced, {0x9079E08AU, {9}, 0, 0, 0, {}}); }); };
+    const can_frame frame{0x9079E08AU, {9}, 0, 0, 0, {}};
+    const auto write = [&] { trace = Printed([&] { EXPECT_EQ(CAN_Write(&traced, frame), 0); }); };
     EXPECT_EQ(Complained(write), "write: incomplete CAN frame\n");
     EXPECT_EQ(trace, "<<<<<== write -1 bytes the 9079e08a  09  00 00 00 00 00 00 00 00 \n");
 }
