@@ -18,7 +18,6 @@
 #include <iterator>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -33,14 +32,6 @@ using namespace velmorin;
 
 namespace sim {
 namespace {
-
-using Words = std::istringstream;
-
-std::string Format(const char* format, auto... values) {
-    char text[100];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
 
 unsigned char Byte(const std::string& hex, std::size_t at) {
     return static_cast<unsigned char>(std::stoul(hex.substr(at, 2), nullptr, 16));
@@ -171,7 +162,7 @@ class Player {
 std::string Replay(const std::string& transcript) {
     std::filesystem::current_path(LOGS);
     sim::Player player;
-    std::istringstream lines(transcript);
+    Words lines(transcript);
     for (std::string line; std::getline(lines, line);) {
         if (line.starts_with("  ")) continue;
         player.told += line + "\n";

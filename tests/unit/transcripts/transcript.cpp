@@ -3,11 +3,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <map>
-#include <sstream>
 #include <utility>
 #include <variant>
 
@@ -32,14 +30,6 @@ const std::map<std::string, std::variant<int canframe::*, unsigned int canframe:
     {"function", &canframe::m_funcindex}, {"archive", &canframe::m_firewaretype},
     {"size", &canframe::m_filesize},
 };
-
-using Words = std::istringstream;
-
-std::string Format(const char* format, auto... values) {
-    char text[200];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
 
 long Number(Words& words, long otherwise = 0) {
     std::string text;

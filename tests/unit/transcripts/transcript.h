@@ -25,7 +25,17 @@
 //   watch [trusting] [pace=N] [patience=N] [progress]
 #pragma once
 
+#include <cstdio>
+#include <sstream>
 #include <string>
+
+using Words = std::istringstream;
+
+std::string Format(const char* format, auto... values) {
+    char text[200];
+    std::snprintf(text, sizeof text, format, values...);
+    return text;
+}
 
 /// Carries a transcript's commands out; the transcript that comes of it.
 std::string Replay(const std::string& transcript);
