@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <map>
-#include <sstream>
 #include <utility>
 #include <variant>
 
@@ -31,14 +30,6 @@ const std::map<std::string, std::variant<int canframe::*, unsigned int canframe:
     {"function", &canframe::m_funcindex}, {"archive", &canframe::m_firewaretype},
     {"size", &canframe::m_filesize},
 };
-
-using Words = std::istringstream;
-
-std::string Format(const char* format, auto... values) {
-    char text[200];
-    std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
 
 long Number(Words& words, long otherwise = 0) {
     std::string text;
@@ -250,6 +241,15 @@ class Player : public Watcher {
             std::sscanf(data.c_str() + 2 * i, "%2hhx", &frame.data[i]);
         desk_->Arrive(Desk::kToUpdater, frame);
     }
+    void Receive() {
+        unsigned char data[1024];
+        std::memset(data, 0xEE, sizeof data);
+        int kind = -1;
+        std::string text = Format("received %d,", session_.RecieveCanMuchData(data, &kind));
+        text += Format(" kind %x:", kind);
+        for (std::size_t i = 0; data[i] != 0xEE; ++i) text += Format(" %02x", data[i]);
+        Tell(text);
+    }
     void Do(const std::string& line) {
         Words words(line);
         std::string name;
@@ -331,6 +331,8 @@ const std::map<std::string, void (*)(Player&, Words&)> Player::kCommands = {
     {"set", [](Player& p, Words& words) { p.Set(words); }},
     {"show", [](Player& p, Words& words) { p.Show(words); }},
     {"trace", [](Player& p, Words&) { p.session_.m_debug = 1; }},
+    {"trace-port", [](Player& p, Words&) { p.session_.m_canhandle->log_on = 1; }},
+    {"receive", [](Player& p, Words&) { p.Receive(); }},
     {"heartbeats", [](Player& p, Words&) { p.heartbeats_ = true; }},
     {"lose", [](Player& p, Words& words) { p.Fated("lose", {.first = Desk::kNever}, words); }},
     {"double", [](Player& p, Words& words) { p.Fated("double", {.second = 0}, words); }},

@@ -1,4 +1,5 @@
-// Every transcript comes again to the letter. VELMORIN_TRANSCRIPTS=write writes those anew that do not.
+// Every transcript of the folder comes again to the letter.
+// VELMORIN_TRANSCRIPTS=write writes those anew that do not.
 #include "transcript.h"
 
 #include <gtest/gtest.h>
