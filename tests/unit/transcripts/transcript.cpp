@@ -5,6 +5,9 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
+#include <iomanip>
+#include <iterator>
 #include <map>
 #include <sstream>
 #include <utility>
@@ -12,7 +15,10 @@
 
 #include "../../../src/system/process.h"  // tests/support has another one
 #include "benchdir.h"
+#include "candump.h"
 #include "desk.h"
+#include "explain.h"
+#include "options.h"
 #include "watchedrun.h"
 
 using namespace velmorin;
@@ -40,14 +46,20 @@ std::string Format(const char* format, auto... values) {
     return text;
 }
 
-long Number(Words& words, long otherwise = 0) {
-    std::string text;
-    return words >> text ? std::strtol(text.c_str(), nullptr, 0) : otherwise;
+template <typename T = long>
+T Number(Words& words, T otherwise = 0) {
+    words >> std::setbase(0) >> otherwise;
+    return otherwise;
+}
+
+std::string RestOf(Words& words) {
+    return {std::istreambuf_iterator<char>(words), {}};
 }
 
 class Player : public Watcher {
   public:
     Player() {
+        setenv("TZ", "UTC", 1);
         stdout = stderr = printing_;
         MakeDesk(std::nullopt);
     }
@@ -66,7 +78,11 @@ class Player : public Watcher {
     std::string told;
 
   private:
-    static const std::map<std::string, void (*)(Player&, Words&)> kCommands;
+    struct Rule {
+        Desk::Fate fate;
+        long byte = 0, mask = 0;
+    };
+    static const std::map<std::string, std::function<void(Player&, Words&)>> kCommands;
 
     // What comes of it.
 
@@ -157,51 +173,31 @@ class Player : public Watcher {
         desk_.emplace(session_, settings);
         desk_->seen = [this](Desk::Way way, const can_frame& frame) { TellFrame(way, frame); };
         desk_->fate = [this](Desk::Way way, int, can_frame& frame) { return FateOf(way, frame); };
+        desk_->passed = [this](const can_frame& frame) { Log(CandumpLine({}, "can0", frame).substr(19)); };
     }
     Desk::Fate FateOf(Desk::Way way, can_frame& frame) {
         const unsigned int pf = PfOf(frame.can_id);
-        const int nth = ++count_[pf];
         if (way == Desk::kToUpdater && from_ != 0) frame.can_id = (frame.can_id & ~0xFFU) | from_;
-        for (const auto& rule : rules_) {
-            if (rule.pf != pf || nth < rule.from || nth >= rule.from + rule.count) continue;
-            if (rule.what == "flip") frame.data[rule.byte] ^= static_cast<unsigned char>(rule.mask);
-            return rule.fate;
-        }
-        return {};
+        const Rule& rule = rules_[{pf, ++count_[pf]}];
+        frame.data[rule.byte] ^= static_cast<unsigned char>(rule.mask);
+        return rule.fate;
     }
-    void Fated(const std::string& what, Desk::Fate fate, Words& words) {
-        Rule rule{what, 0, 1, 1, fate, 0, 0};
-        std::string pf;
-        words >> pf;
-        rule.pf = static_cast<unsigned int>(std::stoul(pf, nullptr, 16));
-        if (what == "late") rule.fate.first = Number(words) * 1000;
-        rule.from = static_cast<int>(Number(words, 1));
-        if (what == "flip") rule.byte = Number(words), rule.mask = Number(words);
-        rule.count = static_cast<int>(Number(words, 1));
-        rules_.push_back(rule);
+    void Fated(const Rule& rule, Words& words) {
+        unsigned int pf = 0;
+        words >> std::hex >> pf;
+        const long first = Number(words, 1);
+        for (long nth = first + Number(words, 1); nth-- > first;) rules_.try_emplace({pf, nth}, rule);
     }
     void Device(Words& words) {
-        sim::Settings settings;
-        sim::Faults& faults = settings.faults;
-        for (std::string word; words >> word;) {
-            const std::string name = word.substr(0, word.find('='));
-            int first = 0, second = 0;
-            std::sscanf(word.c_str(), "%*[^=]=%d:%d", &first, &second);
-            const sim::GroupFault fault{static_cast<std::size_t>(first), second};
-            if (name == "plan") settings.plan = sim::Plan::kA;
-            if (name == "reject") faults.reject_groups.push_back(fault);
-            if (name == "erase") faults.erase_fails.push_back(fault);
-            if (name == "refuse") faults.refuse_start = static_cast<std::uint8_t>(first);
-            if (name == "check") faults.fail_check = static_cast<std::uint8_t>(first);
-            if (name == "mute") faults.mute_heartbeats = first;
-            if (name == "delay") faults.delay = first * 1000;
-            if (name == "silent") faults.silent = true;
-            if (name == "no-reset") faults.no_reset_reply = true;
-        }
-        MakeDesk(settings);
+        const std::vector<std::string> given{std::istream_iterator<std::string>(words), {}};
+        std::vector<const char*> all = {"velmorin-sim", "--bench", "."};
+        for (const std::string& word : given) all.push_back(word.c_str());
+        sim::Options options;
+        sim::ParseOptions(static_cast<int>(all.size()), all.data(), options);
+        MakeDesk(options.device);
     }
     void Image(Words& words) {
-        const auto size = static_cast<std::size_t>(Number(words));
+        const auto size = Number<std::size_t>(words);
         std::string name = "image.bin";
         words >> name;
         session_.LoadData(bench_.Write(name, TestImage(size)).c_str());
@@ -231,7 +227,7 @@ class Player : public Watcher {
     }
     void Queue(Words& words) {
         desk_->frame_time = Number(words);
-        desk_->room = static_cast<int>(Number(words));
+        desk_->room = Number<int>(words);
         std::string fault;
         words >> fault;
         desk_->full_fault = fault == "ENOBUFS" ? ENOBUFS : EAGAIN;
@@ -239,16 +235,26 @@ class Player : public Watcher {
     void Deliver(Words& words) {
         std::string kind, data;
         words >> kind >> data;
-        const std::size_t cut = kind.find('/');
-        const auto id = static_cast<unsigned int>(std::stoul(kind.substr(0, cut), nullptr, 16));
-        can_frame frame = kind.size() >= 8 ? ReplyOf(0) : ReplyOf(id);
-        if (kind.size() >= 8) frame.can_id = id;
-        std::fill_n(frame.data, 8, static_cast<unsigned char>(0));
-        frame.can_dlc = static_cast<unsigned char>(
-            cut == std::string::npos ? data.size() / 2 : std::stoul(kind.substr(cut + 1)));
+        unsigned int id = 0, length = static_cast<unsigned int>(data.size() / 2);
+        std::sscanf(kind.c_str(), "%x/%u", &id, &length);
+        can_frame frame{kind.size() < 8 ? ReplyOf(id).can_id : id, {static_cast<__u8>(length)}, 0, 0, 0, {}};
         for (std::size_t i = 0; i < data.size() / 2; ++i)
             std::sscanf(data.c_str() + 2 * i, "%2hhx", &frame.data[i]);
         desk_->Arrive(Desk::kToUpdater, frame);
+    }
+    void Log(const std::string& behind_time) {
+        log_ +=
+            Format("(%.6f)", static_cast<double>(desk_->now + desk_->wall_jump) / 1e6) + behind_time + "\n";
+    }
+    void Explain(Words& words) {
+        std::string form;
+        words >> form;
+        const std::string page = form == "page" ? (bench_.Root() / "page.html").string() : "";
+        const auto outcome = velmorin::Explain({bench_.Write("log", log_), -1, form == "json", page});
+        const std::string all = page.empty() ? outcome.output + outcome.why : BenchDir::Read(page);
+        Flush();
+        Words lines(all.substr(page.empty() ? 0 : all.find("</h1>")));  // before it are style and path
+        for (std::string line; std::getline(lines, line);) told += line.empty() ? "" : "  " + line + "\n";
     }
     void Do(const std::string& line) {
         Words words(line);
@@ -258,14 +264,11 @@ class Player : public Watcher {
     }
     void At(Words& words) {
         const Micros moment = Number(words) * 1000;
-        std::string line;
-        std::getline(words, line);
-        desk_->At(moment, [this, line] { Do(line); });
+        desk_->At(moment, [this, line = RestOf(words)] { Do(line); });
     }
     void Repeat(Words& words) {
         long times = Number(words);
-        std::string line;
-        for (std::getline(words, line); times > 0; --times) Do(line);
+        for (const std::string line = RestOf(words); times > 0; --times) Do(line);
     }
     void Pass(long passes) {
         for (; passes > 0 && session_.m_finished != 1; --passes) {
@@ -298,14 +301,6 @@ class Player : public Watcher {
         if (CaughtSignal() != 0 && sigaction(SIGTERM, nullptr, &caught) == 0) caught.sa_handler(0);
     }
 
-    struct Rule {
-        std::string what;
-        unsigned int pf;
-        int from, count;
-        Desk::Fate fate;
-        long byte, mask;
-    };
-
     std::FILE* const stdout_ = stdout;
     std::FILE* const stderr_ = stderr;
     char* printed_ = nullptr;
@@ -314,8 +309,9 @@ class Player : public Watcher {
     const BenchDir bench_;
     canframe session_;
     std::optional<Desk> desk_;
-    std::vector<Rule> rules_;
-    int count_[256] = {};
+    std::map<std::pair<unsigned int, long>, Rule> rules_;
+    long count_[256] = {};
+    std::string log_;
     std::vector<std::pair<std::string, std::string>> shown_;
     unsigned int from_ = 0;
     std::optional<Question> retried_;
@@ -324,26 +320,30 @@ class Player : public Watcher {
     int times_ = 0;
 };
 
-const std::map<std::string, void (*)(Player&, Words&)> Player::kCommands = {
-    {"device", [](Player& p, Words& words) { p.Device(words); }},
-    {"image", [](Player& p, Words& words) { p.Image(words); }},
-    {"groups", [](Player& p, Words& words) { p.Groups(words); }},
-    {"set", [](Player& p, Words& words) { p.Set(words); }},
-    {"show", [](Player& p, Words& words) { p.Show(words); }},
+const std::map<std::string, std::function<void(Player&, Words&)>> Player::kCommands = {
+    {"device", &Player::Device},
+    {"image", &Player::Image},
+    {"groups", &Player::Groups},
+    {"set", &Player::Set},
+    {"show", &Player::Show},
     {"trace", [](Player& p, Words&) { p.session_.m_debug = 1; }},
     {"heartbeats", [](Player& p, Words&) { p.heartbeats_ = true; }},
-    {"lose", [](Player& p, Words& words) { p.Fated("lose", {.first = Desk::kNever}, words); }},
-    {"double", [](Player& p, Words& words) { p.Fated("double", {.second = 0}, words); }},
-    {"late", [](Player& p, Words& words) { p.Fated("late", {}, words); }},
-    {"flip", [](Player& p, Words& words) { p.Fated("flip", {}, words); }},
-    {"queue", [](Player& p, Words& words) { p.Queue(words); }},
-    {"<", [](Player& p, Words& words) { p.Deliver(words); }},
+    {"lose", [](Player& p, Words& words) { p.Fated({{.first = Desk::kNever}}, words); }},
+    {"double", [](Player& p, Words& words) { p.Fated({{.second = 0}}, words); }},
+    {"late", [](Player& p, Words& words) { p.Fated({{.first = 1000 * Number(words)}}, words); }},
+    {"flip",
+     [](Player& p, Words& words) {
+         p.Fated({{}, Number(words), Number(words)}, words);
+     }},
+    {"queue", &Player::Queue},
+    {"<", &Player::Deliver},
+    {"log", [](Player& p, Words& words) { p.Log(RestOf(words)); }},
     {"short",
      [](Player& p, Words& words) {
-         p.desk_->inbox.push_back({static_cast<int>(Number(words)), ReplyOf(0x7F)});
+         p.desk_->inbox.push_back({Number<int>(words), ReplyOf(0x7F)});
      }},
     {"version", [](Player& p, Words&) { p.session_.m_mailbox.push_back(p.session_.Build1792()); }},
-    {"from", [](Player& p, Words& words) { p.from_ = static_cast<unsigned int>(Number(words)); }},
+    {"from", [](Player& p, Words& words) { p.from_ = Number<unsigned int>(words); }},
     {"restart", [](Player& p, Words&) { p.desk_->StartDevice(); }},
     {"deaf", [](Player& p, Words&) { p.desk_->deaf = true; }},
     {"hear", [](Player& p, Words&) { p.desk_->deaf = false; }},
@@ -352,12 +352,14 @@ const std::map<std::string, void (*)(Player&, Words&)> Player::kCommands = {
     {"gone", [](Player& p, Words&) { p.desk_->read_fault = p.desk_->write_fault = ENODEV; }},
     {"signal", [](Player&, Words&) { CatchEndSignals(), std::raise(SIGTERM); }},
     {"jump", [](Player& p, Words& words) { p.desk_->wall_jump = Number(words) * 1'000'000; }},
-    {"at", [](Player& p, Words& words) { p.At(words); }},
-    {"repeat", [](Player& p, Words& words) { p.Repeat(words); }},
+    {"at", &Player::At},
+    {"repeat", &Player::Repeat},
+    {"wait", [](Player& p, Words& words) { p.desk_->RunTo(p.desk_->now + 1000 * Number(words)); }},
     {"pass", [](Player& p, Words& words) { p.Pass(Number(words, 1)); }},
     {"run", [](Player& p, Words&) { p.Pass(30000); }},
     {"end", [](Player& p, Words&) { p.session_.CacheClean(), p.session_.UpdateRecord(); }},
-    {"watch", [](Player& p, Words& words) { p.Watch(words); }},
+    {"watch", &Player::Watch},
+    {"explain", &Player::Explain},
 };
 
 }  // namespace
