@@ -120,11 +120,7 @@ class Doctor {
         const Exchange& e = u_.exchanges[kind];
         const bool stuck = Stuck(kind, step);
         if (!stuck && e.most_sends < kStuck) return;
-        const bool of_group = kind == kGroupStartExchange || kind == kGroupEndExchange;
-        Add(id, what,
-            {e.most_sends, e.most_since,
-             of_group && !u_.groups.empty() ? static_cast<int>(u_.groups.size()) - 1 : -1},
-            stuck && u_.replies > 0);
+        Add(id, what, {e.most_sends, e.most_since, e.most_group}, stuck && u_.replies > 0);
     }
 
     void Waits() {
@@ -165,8 +161,7 @@ class Doctor {
             "The device did not answer the start of a group, sent " + Times(e.most_sends) +
                 " in a row: look at whether it was started anew or hangs, and at the addresses that it "
                 "names.",
-            {e.most_sends, e.most_since, u_.groups.empty() ? -1 : static_cast<int>(u_.groups.size()) - 1},
-            ends_so || stuck);
+            {e.most_sends, e.most_since, e.most_group}, ends_so || stuck);
     }
 
     void Groups() {
@@ -205,9 +200,11 @@ class Doctor {
         if (u_.early_verdicts.count > 0)
             Add("doubled-verdict",
                 "A verdict came for " + GroupName(u_.early_verdicts.group) +
-                    " before the group's end was sent, " +
-                    "as a verdict that is doubled does: velmorin counts the group as confirmed without it. "
-                    "Look at a node that repeats frames; the program check will fail.",
+                    " before the group's end was sent, " + "as a verdict that is doubled does" +
+                    (EndedWith(kResultSuccess)
+                         ? ", and the updater passed it over. Look at a node that repeats frames."
+                         : ": velmorin counts the group as confirmed without it. Look at a node that repeats "
+                           "frames; the program check will fail."),
                 u_.early_verdicts);
     }
 

@@ -60,7 +60,6 @@ class Player : public Watcher {
   public:
     Player() {
         setenv("TZ", "UTC", 1);
-        stdout = stderr = printing_;
         MakeDesk(std::nullopt);
     }
     ~Player() override {
@@ -69,13 +68,18 @@ class Player : public Watcher {
         std::fclose(printing_);
         std::free(printed_);
     }
-
-    void Carry(const std::string& line) {
-        Do(line);
-        TellChanges();
-        Flush();
+    std::string Play(const std::string& transcript) {
+        Words lines(transcript);
+        for (std::string line; std::getline(lines, line);) {
+            if (line.starts_with("  ")) continue;
+            told_ += line + "\n";
+            if (line.empty() || line.starts_with("#")) continue;
+            Do(line);
+            TellChanges();
+            Flush();
+        }
+        return told_;
     }
-    std::string told;
 
   private:
     struct Rule {
@@ -87,9 +91,7 @@ class Player : public Watcher {
     // What comes of it.
 
     std::string Time() const {
-        const Micros us = desk_->now;
-        return std::to_string(us / 1000) +
-               (us % 1000 == 0 ? "" : Format(".%03d", static_cast<int>(us % 1000)));
+        return Format(desk_->now % 1000 == 0 ? "%.0f" : "%.3f", static_cast<double>(desk_->now) / 1000);
     }
     void Tell(const std::string& text, const std::string& key) {
         if (key != key_ || key.empty()) Flush();
@@ -110,18 +112,17 @@ class Player : public Watcher {
     }
     void Flush() {
         if (times_ == 0) return;
-        told += "  " + first_ + (first_ == last_ ? "" : ".." + last_) + " " + text_ +
-                (times_ == 1 ? "" : " x" + std::to_string(times_)) + "\n";
+        told_ += "  " + first_ + (first_ == last_ ? "" : ".." + last_) + " " + text_ +
+                 (times_ == 1 ? "" : " x" + std::to_string(times_)) + "\n";
         times_ = 0;
     }
     void TellFrame(Desk::Way way, const can_frame& frame) {
         const unsigned int pf = PfOf(frame.can_id);
         if (way == Desk::kToUpdater && pf != 0x71) retried_.reset();
         if ((pf == 0x70 || pf == 0x71) && !heartbeats_) return;
-        const bool usual =
-            frame.can_id == (way == Desk::kToDevice ? 0x9000E08AU | pf << 16 : 0x90008AE0U | pf << 16);
+        const unsigned int usual = (way == Desk::kToDevice ? 0x9000E08AU : 0x90008AE0U) | pf << 16;
         std::string text = way == Desk::kToDevice ? "> " : "< ";
-        text += usual ? Format("%02x ", pf) : Format("%08x ", frame.can_id);
+        text += frame.can_id == usual ? Format("%02x ", pf) : Format("%08x ", frame.can_id);
         for (int i = 0; i < std::min<int>(frame.can_dlc, 8); ++i) text += Format("%02x", frame.data[i]);
         TellPrinted();
         Tell(text, pf == 0x79 ? text.substr(0, 11) : text);
@@ -130,10 +131,9 @@ class Player : public Watcher {
         if (field == "groups") {
             std::string all;
             for (const s_addnode& each : session_.m_addlist)
-                all +=
-                    Format("%s%x%s%s/%zu", all.empty() ? "" : " ", each.address,
-                           each.addrstate == 1 ? "" : "?", each.state == 1 ? "+" : "", each.dataqueue.size());
-            return all;
+                all += Format(" %x%s%s/%zu", each.address, each.addrstate == 1 ? "" : "?",
+                              each.state == 1 ? "+" : "", each.dataqueue.size());
+            return all.empty() ? all : all.substr(1);
         }
         return std::visit([&](auto member) { return Format("%d", session_.*member); }, kFields.at(field));
     }
@@ -213,12 +213,8 @@ class Player : public Watcher {
     void Set(Words& words) {
         std::string field;
         words >> field;
-        const long value = Number(words);
-        std::visit(
-            [&](auto member) {
-                session_.*member = static_cast<std::decay_t<decltype(session_.*member)>>(value);
-            },
-            kFields.at(field));
+        std::visit([&](auto member) { session_.*member = Number(words, session_.*member); },
+                   kFields.at(field));
         for (auto& [name, before] : shown_) before = ValueOf(name);
     }
     void Show(Words& words) {
@@ -228,9 +224,7 @@ class Player : public Watcher {
     void Queue(Words& words) {
         desk_->frame_time = Number(words);
         desk_->room = Number<int>(words);
-        std::string fault;
-        words >> fault;
-        desk_->full_fault = fault == "ENOBUFS" ? ENOBUFS : EAGAIN;
+        desk_->full_fault = RestOf(words) == " ENOBUFS" ? ENOBUFS : EAGAIN;
     }
     void Deliver(Words& words) {
         std::string kind, data;
@@ -247,14 +241,12 @@ class Player : public Watcher {
             Format("(%.6f)", static_cast<double>(desk_->now + desk_->wall_jump) / 1e6) + behind_time + "\n";
     }
     void Explain(Words& words) {
-        std::string form;
-        words >> form;
-        const std::string page = form == "page" ? (bench_.Root() / "page.html").string() : "";
-        const auto outcome = velmorin::Explain({bench_.Write("log", log_), -1, form == "json", page});
-        const std::string all = page.empty() ? outcome.output + outcome.why : BenchDir::Read(page);
+        const std::string page = (bench_.Root() / "page").string(), form = RestOf(words);
+        std::string text = velmorin::Explain({bench_.Write("log", log_), -1, form == " json", page}).output;
+        if (form == " page") text = BenchDir::Read(page), text.erase(0, text.find("</h1>"));  // style, path
         Flush();
-        Words lines(all.substr(page.empty() ? 0 : all.find("</h1>")));  // before it are style and path
-        for (std::string line; std::getline(lines, line);) told += line.empty() ? "" : "  " + line + "\n";
+        Words lines(text);
+        for (std::string line; std::getline(lines, line);) told_ += line.empty() ? "" : "  " + line + "\n";
     }
     void Do(const std::string& line) {
         Words words(line);
@@ -301,11 +293,11 @@ class Player : public Watcher {
         if (CaughtSignal() != 0 && sigaction(SIGTERM, nullptr, &caught) == 0) caught.sa_handler(0);
     }
 
-    std::FILE* const stdout_ = stdout;
-    std::FILE* const stderr_ = stderr;
     char* printed_ = nullptr;
     std::size_t length_ = 0, read_ = 0;
     std::FILE* const printing_ = open_memstream(&printed_, &length_);
+    std::FILE* const stdout_ = std::exchange(stdout, printing_);
+    std::FILE* const stderr_ = std::exchange(stderr, printing_);
     const BenchDir bench_;
     canframe session_;
     std::optional<Desk> desk_;
@@ -316,7 +308,7 @@ class Player : public Watcher {
     unsigned int from_ = 0;
     std::optional<Question> retried_;
     bool heartbeats_ = false, progress_ = false;
-    std::string key_, first_, last_, text_;
+    std::string told_, key_, first_, last_, text_;
     int times_ = 0;
 };
 
@@ -365,12 +357,5 @@ const std::map<std::string, std::function<void(Player&, Words&)>> Player::kComma
 }  // namespace
 
 std::string Replay(const std::string& transcript) {
-    Player player;
-    Words lines(transcript);
-    for (std::string line; std::getline(lines, line);) {
-        if (line.starts_with("  ")) continue;
-        player.told += line + "\n";
-        if (!line.empty() && !line.starts_with("#")) player.Carry(line);
-    }
-    return player.told;
+    return Player().Play(transcript);
 }
