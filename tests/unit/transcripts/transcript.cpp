@@ -41,7 +41,7 @@ const std::map<std::string, std::variant<int canframe::*, unsigned int canframe:
 using Words = std::istringstream;
 
 std::string Format(const char* format, auto... values) {
-    char text[200];
+    char text[300];
     std::snprintf(text, sizeof text, format, values...);
     return text;
 }
@@ -94,7 +94,7 @@ class Player : public Watcher {
         return Format(desk_->now % 1000 == 0 ? "%.0f" : "%.3f", static_cast<double>(desk_->now) / 1000);
     }
     void Tell(const std::string& text, const std::string& key) {
-        if (key != key_ || key.empty()) Flush();
+        if (key != key_) Flush();
         if (times_++ == 0) first_ = Time(), text_ = text;
         key_ = key;
         last_ = Time();
@@ -105,9 +105,8 @@ class Player : public Watcher {
     }
     void TellPrinted() {
         std::fflush(printing_);
-        const std::string printed(printed_ + read_, length_ - read_);
+        Words lines(std::string(printed_ + read_, length_ - read_));
         read_ = length_;
-        Words lines(printed);
         for (std::string line; std::getline(lines, line);) Tell("\"" + line + "\"", "\"" + line);
     }
     void Flush() {
@@ -151,9 +150,9 @@ class Player : public Watcher {
                     kVerdicts[static_cast<int>(v.verdict)]));
     }
     void OnProgress(const Progress& p) override {
-        if (!progress_) return;
-        Tell(Format("progress %d of %d, groups %d of %d, %.1f bytes/s, %.2f s left, retries %d", p.bytes,
-                    p.of, p.groups, p.groups_of, p.rate, p.eta_s, p.retries));
+        if (progress_)
+            Tell(Format("progress %d of %d, groups %d of %d, %.1f bytes/s, %.2f s left, retries %d", p.bytes,
+                        p.of, p.groups, p.groups_of, p.rate, p.eta_s, p.retries));
     }
     /// Once for a run of like ones; the report has their number.
     void OnRetry(Question question, int count) override {
@@ -173,7 +172,10 @@ class Player : public Watcher {
         desk_.emplace(session_, settings);
         desk_->seen = [this](Desk::Way way, const can_frame& frame) { TellFrame(way, frame); };
         desk_->fate = [this](Desk::Way way, int, can_frame& frame) { return FateOf(way, frame); };
-        desk_->passed = [this](const can_frame& frame) { Log(CandumpLine({}, "can0", frame).substr(19)); };
+        desk_->passed = [this](const can_frame& frame) {
+            const Micros at = desk_->now + desk_->wall_jump;
+            log_ += CandumpLine({at / 1'000'000, at % 1'000'000}, "can0", frame) + "\n";
+        };
     }
     Desk::Fate FateOf(Desk::Way way, can_frame& frame) {
         const unsigned int pf = PfOf(frame.can_id);
@@ -213,8 +215,7 @@ class Player : public Watcher {
     void Set(Words& words) {
         std::string field;
         words >> field;
-        std::visit([&](auto member) { session_.*member = Number(words, session_.*member); },
-                   kFields.at(field));
+        std::visit([&](auto m) { session_.*m = Number(words, session_.*m); }, kFields.at(field));
         for (auto& [name, before] : shown_) before = ValueOf(name);
     }
     void Show(Words& words) {
@@ -236,10 +237,7 @@ class Player : public Watcher {
             std::sscanf(data.c_str() + 2 * i, "%2hhx", &frame.data[i]);
         desk_->Arrive(Desk::kToUpdater, frame);
     }
-    void Log(const std::string& behind_time) {
-        log_ +=
-            Format("(%.6f)", static_cast<double>(desk_->now + desk_->wall_jump) / 1e6) + behind_time + "\n";
-    }
+    void Short(int length) { desk_->inbox.push_back({length, ReplyOf(0x7F)}); }
     void Explain(Words& words) {
         const std::string page = (bench_.Root() / "page").string(), form = RestOf(words);
         std::string text = velmorin::Explain({bench_.Write("log", log_), -1, form == " json", page}).output;
@@ -278,10 +276,10 @@ class Player : public Watcher {
         }
         const RunReport r = RunWatched(session_, settings, *this, *desk_);
         constexpr const char* kEnds[] = {"decided", "silent", "bus lost", "signal"};
-        Tell(Format("%s %d%s%s, status %d", kEnds[static_cast<int>(r.end)], r.result,
+        Tell(Format("%s %d%s%s, status %d%s%s", kEnds[static_cast<int>(r.end)], r.result,
                     r.image_confirmed ? ", image confirmed" : "",
-                    r.reset_confirmed ? ", reset confirmed" : "", r.device_status ? *r.device_status : -1) +
-             (r.why.empty() ? "" : ": " + r.why));
+                    r.reset_confirmed ? ", reset confirmed" : "", r.device_status.value_or(-1),
+                    r.why.empty() ? "" : ": ", r.why.c_str()));
         Tell(Format("%d bytes in %d groups, %d retries, %d ignored, %d queue waits, %.3f s, %.1f bytes/s",
                     r.bytes, r.groups, r.retries, r.ignored, r.queue_waits, r.duration_s, r.rate));
         if (desk_->device) {
@@ -320,22 +318,16 @@ const std::map<std::string, std::function<void(Player&, Words&)>> Player::kComma
     {"show", &Player::Show},
     {"trace", [](Player& p, Words&) { p.session_.m_debug = 1; }},
     {"heartbeats", [](Player& p, Words&) { p.heartbeats_ = true; }},
-    {"lose", [](Player& p, Words& words) { p.Fated({{.first = Desk::kNever}}, words); }},
-    {"double", [](Player& p, Words& words) { p.Fated({{.second = 0}}, words); }},
-    {"late", [](Player& p, Words& words) { p.Fated({{.first = 1000 * Number(words)}}, words); }},
-    {"flip",
-     [](Player& p, Words& words) {
-         p.Fated({{}, Number(words), Number(words)}, words);
-     }},
+    {"lose", [](Player& p, Words& w) { p.Fated({{.first = Desk::kNever}}, w); }},
+    {"double", [](Player& p, Words& w) { p.Fated({{.second = 0}}, w); }},
+    {"late", [](Player& p, Words& w) { p.Fated({{.first = 1000 * Number(w)}}, w); }},
+    {"flip", [](Player& p, Words& w) { p.Fated({.fate = {}, .byte = Number(w), .mask = Number(w)}, w); }},
     {"queue", &Player::Queue},
     {"<", &Player::Deliver},
-    {"log", [](Player& p, Words& words) { p.Log(RestOf(words)); }},
-    {"short",
-     [](Player& p, Words& words) {
-         p.desk_->inbox.push_back({Number<int>(words), ReplyOf(0x7F)});
-     }},
+    {"log", [](Player& p, Words& w) { p.log_ += RestOf(w).substr(1) + "\n"; }},
+    {"short", [](Player& p, Words& w) { p.Short(Number<int>(w)); }},
     {"version", [](Player& p, Words&) { p.session_.m_mailbox.push_back(p.session_.Build1792()); }},
-    {"from", [](Player& p, Words& words) { p.from_ = Number<unsigned int>(words); }},
+    {"from", [](Player& p, Words& w) { p.from_ = Number<unsigned int>(w); }},
     {"restart", [](Player& p, Words&) { p.desk_->StartDevice(); }},
     {"deaf", [](Player& p, Words&) { p.desk_->deaf = true; }},
     {"hear", [](Player& p, Words&) { p.desk_->deaf = false; }},
@@ -343,11 +335,11 @@ const std::map<std::string, std::function<void(Player&, Words&)>> Player::kComma
     {"up", [](Player& p, Words&) { p.desk_->read_fault = p.desk_->write_fault = 0; }},
     {"gone", [](Player& p, Words&) { p.desk_->read_fault = p.desk_->write_fault = ENODEV; }},
     {"signal", [](Player&, Words&) { CatchEndSignals(), std::raise(SIGTERM); }},
-    {"jump", [](Player& p, Words& words) { p.desk_->wall_jump = Number(words) * 1'000'000; }},
+    {"jump", [](Player& p, Words& w) { p.desk_->wall_jump = Number(w) * 1'000'000; }},
     {"at", &Player::At},
     {"repeat", &Player::Repeat},
-    {"wait", [](Player& p, Words& words) { p.desk_->RunTo(p.desk_->now + 1000 * Number(words)); }},
-    {"pass", [](Player& p, Words& words) { p.Pass(Number(words, 1)); }},
+    {"wait", [](Player& p, Words& w) { p.desk_->RunTo(p.desk_->now + 1000 * Number(w)); }},
+    {"pass", [](Player& p, Words& w) { p.Pass(Number(w, 1)); }},
     {"run", [](Player& p, Words&) { p.Pass(30000); }},
     {"end", [](Player& p, Words&) { p.session_.CacheClean(), p.session_.UpdateRecord(); }},
     {"watch", &Player::Watch},

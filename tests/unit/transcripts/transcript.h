@@ -2,19 +2,34 @@
 // crossed the bus ("<" to the updater, ">" from it), what was printed and what changed in the session, with
 // the time in milliseconds. Like lines that follow one another become one, with their number. The commands:
 //
-//   device WORDS...      a simulated device, with plan=A reject=I:N erase=I:N refuse=N check=N mute=N
-//   delay=MS
-//                        silent, no-reset
-//   image SIZE [NAME]    packs an image; groups N...: packs groups of so many packets, with their index in
-//   them set FIELD N          show FIELD...: tells when it changes, groups too; trace, heartbeats: tells
-//   those lose|double PF N [COUNT]       and late PF MS N [COUNT]: the fate of the N-th frame of a kind flip
-//   PF N BYTE MASK  changes a byte of it queue US ROOM FAULT  the bus takes so long for a frame, the transmit
-//   queue holds so many < PF DATA            a reply of the device; 8 digits: an identifier with flags; PF/N:
-//   cut to N bytes short N              a read that gives N bytes, or fails for a negative N from ADDRESS
-//   whose identifiers the device's replies carry from now on restart, deaf, hear, down, up, gone, signal,
-//   jump S: what happens to device, bus, process and clock at MS COMMAND, repeat N COMMAND       do so then,
-//   or so often pass N, run          passes of the session, to its end; version: queues a version check; end:
-//   its record watch [trusting] [pace=N] [patience=N] [progress]
+// clang-format off
+//   device OPTION...           a simulated device; options as velmorin-sim takes them for the device and its faults
+//   image SIZE [NAME]          packs an image
+//   groups N...                packs groups of so many packets, with their index in them
+//   set FIELD N                of the session, see kFields
+//   show FIELD...              tells when one changes; groups, too
+//   trace, heartbeats          tells those
+//   lose PF N [COUNT]          the N-th frame of a kind and those behind it never come onto the bus,
+//   double PF N [COUNT]        come onto it twice,
+//   late MS PF N [COUNT]       later,
+//   flip BYTE MASK PF N [COUNT]  or with a byte changed
+//   queue US ROOM FAULT        the bus takes so long for a frame, the transmit queue holds so many
+//   < PF DATA                  a reply of the device; PF/N: cut to N bytes; 8 digits: an identifier with flags
+//   short N                    a read that gives N bytes, or fails for a negative N
+//   from ADDRESS               the device's replies carry it from now on
+//   restart, deaf, hear        what happens to the device,
+//   down, up, gone             the interface,
+//   signal                     the process
+//   jump S                     and the wall clock
+//   at MS COMMAND, repeat N COMMAND  do so then, or so often
+//   wait MS                    time goes by without the session
+//   pass N, run                passes of the session, to its end
+//   version                    queues a version check
+//   end                        writes the session's record
+//   watch [trusting] [progress] [pace=N] [patience=N]  a watched run
+//   log LINE                   a line into the log of all that was on the bus
+//   explain [json|page]        what `velmorinctl explain` tells of that log; of the page what is below its heading
+// clang-format on
 #pragma once
 
 #include <string>
