@@ -24,6 +24,10 @@ std::string Times(std::uint32_t count) {
     return count == 2 ? "twice" : std::to_string(count) + " times";
 }
 
+std::string Count(std::uint32_t count, const char* one, const char* more) {
+    return std::to_string(count) + (count == 1 ? one : more);
+}
+
 std::string Hex(int value) {
     char text[8];
     std::snprintf(text, sizeof text, "%02X", static_cast<unsigned int>(value) & 0xFF);
@@ -110,8 +114,8 @@ class Doctor {
     void Silence() {
         const Exchange& start = u_.exchanges[kStartExchange];
         if (u_.replies > 0 || u_.heartbeats + start.most_sends < 2) return;
-        std::string text = "The device never answered: " + std::to_string(u_.heartbeats) +
-                           " heartbeats and no reply. Look at the charge address " + Hex(u_.charge) +
+        std::string text = "The device never answered: " + Count(u_.heartbeats, " heartbeat", " heartbeats") +
+                           " and no reply. Look at the charge address " + Hex(u_.charge) +
                            ", the device's supply, and wiring and bit rate.";
         Add("silent-device", text, {u_.heartbeats, u_.started, -1}, !HasEnd());
     }
@@ -171,7 +175,7 @@ class Doctor {
         const GroupFacts& group = last < 0 ? none : u_.groups[static_cast<std::size_t>(last)];
         if (u_.missing_packets.count > 0)
             Add("packets-lost",
-                std::to_string(u_.missing_packets.count) + " packets are not in the log, first in " +
+                Count(u_.missing_packets.count, " packet is", " packets are") + " not in the log, first in " +
                     GroupName(u_.missing_packets.group) +
                     ". Where the device refused the group as well, the updater's transmit "
                     "queue was full or the bus was disturbed: look at the bus load, the wiring and the "
@@ -232,13 +236,13 @@ class Doctor {
     void Others() {
         if (u_.strangers.count > 0)
             Add("strangers",
-                std::to_string(u_.strangers.count) +
-                    " replies are not from the device or not for the updater, which "
+                Count(u_.strangers.count, " reply is", " replies are") +
+                    " not from the device or not for the updater, which "
                     "takes them all the same: look for a second device, updater or gateway on this bus.",
                 u_.strangers);
         if (u_.bus_errors.count > 0)
             Add("bus-errors",
-                std::to_string(u_.bus_errors.count) + " error frames" +
+                Count(u_.bus_errors.count, " error frame", " error frames") +
                     (u_.bus_off.count > 0 ? ", the controller went off the bus" : std::string()) +
                     (u_.unacknowledged.count > 0 ? ": nobody acknowledges. Look at bit rate, wiring, and "
                                                    "whether the device has power."

@@ -278,7 +278,7 @@ class Player : public Watcher {
         constexpr const char* kEnds[] = {"decided", "silent", "bus lost", "signal"};
         Tell(Format("%s %d%s%s, status %d%s%s", kEnds[static_cast<int>(r.end)], r.result,
                     r.image_confirmed ? ", image confirmed" : "",
-                    r.reset_confirmed ? ", reset confirmed" : "", r.device_status.value_or(-1),
+                    r.reset_confirmed ? ", reset confirmed" : "", r.device_status ? *r.device_status : -1,
                     r.why.empty() ? "" : ": ", r.why.c_str()));
         Tell(Format("%d bytes in %d groups, %d retries, %d ignored, %d queue waits, %.3f s, %.1f bytes/s",
                     r.bytes, r.groups, r.retries, r.ignored, r.queue_waits, r.duration_s, r.rate));
