@@ -101,10 +101,13 @@ class Doctor {
                 AtEnd(), true);
         if (u_.forged_resets.count > 0)
             Add("forged-reset",
-                u_.forged_end
+                u_.forged_end && u_.reset_sent
+                    ? "Another node answered the reset, and the updater took it for success: whether the "
+                      "device was reset is not known. Look for the node that sends such frames."
+                : u_.forged_end
                     ? "A reset reply came that no reset had asked for, and the updater took it for success: "
-                      "the device does "
-                      "not hold the image. Look for another node that sends such frames, and update again."
+                      "the device does not hold the image. Look for another node that sends such frames, and "
+                      "update again."
                     : "A reset reply came that no reset had asked for; velmorin would have ended with "
                       "success. Look for "
                       "another node that sends such frames.",
