@@ -99,10 +99,7 @@ class Player : public Watcher {
         key_ = key;
         last_ = Time();
     }
-    void Tell(const std::string& text) {
-        TellPrinted();
-        Tell(text, text);
-    }
+    void Tell(const std::string& text) { TellPrinted(), Tell(text, text); }
     void TellPrinted() {
         std::fflush(printing_);
         Words lines(std::string(printed_ + read_, length_ - read_));
@@ -174,7 +171,8 @@ class Player : public Watcher {
         desk_->fate = [this](Desk::Way way, int, can_frame& frame) { return FateOf(way, frame); };
         desk_->passed = [this](const can_frame& frame) {
             const Micros at = desk_->now + desk_->wall_jump;
-            log_ += CandumpLine({at / 1'000'000, at % 1'000'000}, "can0", frame) + "\n";
+            const timeval when{static_cast<time_t>(at / 1'000'000), static_cast<suseconds_t>(at % 1'000'000)};
+            log_ += CandumpLine(when, "can0", frame) + "\n";
         };
     }
     Desk::Fate FateOf(Desk::Way way, can_frame& frame) {
