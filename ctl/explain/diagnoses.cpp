@@ -24,6 +24,10 @@ std::string Times(std::uint32_t count) {
     return count == 2 ? "twice" : std::to_string(count) + " times";
 }
 
+std::string Count(std::uint32_t count, const char* one, const char* more) {
+    return std::to_string(count) + (count == 1 ? one : more);
+}
+
 std::string Hex(int value) {
     char text[8];
     std::snprintf(text, sizeof text, "%02X", static_cast<unsigned int>(value) & 0xFF);
@@ -97,10 +101,13 @@ class Doctor {
                 AtEnd(), true);
         if (u_.forged_resets.count > 0)
             Add("forged-reset",
-                u_.forged_end
+                u_.forged_end && u_.reset_sent
+                    ? "Another node answered the reset, and the updater took it for success: whether the "
+                      "device was reset is not known. Look for the node that sends such frames."
+                : u_.forged_end
                     ? "A reset reply came that no reset had asked for, and the updater took it for success: "
-                      "the device does "
-                      "not hold the image. Look for another node that sends such frames, and update again."
+                      "the device does not hold the image. Look for another node that sends such frames, and "
+                      "update again."
                     : "A reset reply came that no reset had asked for; velmorin would have ended with "
                       "success. Look for "
                       "another node that sends such frames.",
@@ -110,8 +117,8 @@ class Doctor {
     void Silence() {
         const Exchange& start = u_.exchanges[kStartExchange];
         if (u_.replies > 0 || u_.heartbeats + start.most_sends < 2) return;
-        std::string text = "The device never answered: " + std::to_string(u_.heartbeats) +
-                           " heartbeats and no reply. Look at the charge address " + Hex(u_.charge) +
+        std::string text = "The device never answered: " + Count(u_.heartbeats, " heartbeat", " heartbeats") +
+                           " and no reply. Look at the charge address " + Hex(u_.charge) +
                            ", the device's supply, and wiring and bit rate.";
         Add("silent-device", text, {u_.heartbeats, u_.started, -1}, !HasEnd());
     }
@@ -120,11 +127,7 @@ class Doctor {
         const Exchange& e = u_.exchanges[kind];
         const bool stuck = Stuck(kind, step);
         if (!stuck && e.most_sends < kStuck) return;
-        const bool of_group = kind == kGroupStartExchange || kind == kGroupEndExchange;
-        Add(id, what,
-            {e.most_sends, e.most_since,
-             of_group && !u_.groups.empty() ? static_cast<int>(u_.groups.size()) - 1 : -1},
-            stuck && u_.replies > 0);
+        Add(id, what, {e.most_sends, e.most_since, e.most_group}, stuck && u_.replies > 0);
     }
 
     void Waits() {
@@ -165,8 +168,7 @@ class Doctor {
             "The device did not answer the start of a group, sent " + Times(e.most_sends) +
                 " in a row: look at whether it was started anew or hangs, and at the addresses that it "
                 "names.",
-            {e.most_sends, e.most_since, u_.groups.empty() ? -1 : static_cast<int>(u_.groups.size()) - 1},
-            ends_so || stuck);
+            {e.most_sends, e.most_since, e.most_group}, ends_so || stuck);
     }
 
     void Groups() {
@@ -176,7 +178,7 @@ class Doctor {
         const GroupFacts& group = last < 0 ? none : u_.groups[static_cast<std::size_t>(last)];
         if (u_.missing_packets.count > 0)
             Add("packets-lost",
-                std::to_string(u_.missing_packets.count) + " packets are not in the log, first in " +
+                Count(u_.missing_packets.count, " packet is", " packets are") + " not in the log, first in " +
                     GroupName(u_.missing_packets.group) +
                     ". Where the device refused the group as well, the updater's transmit "
                     "queue was full or the bus was disturbed: look at the bus load, the wiring and the "
@@ -205,9 +207,11 @@ class Doctor {
         if (u_.early_verdicts.count > 0)
             Add("doubled-verdict",
                 "A verdict came for " + GroupName(u_.early_verdicts.group) +
-                    " before the group's end was sent, " +
-                    "as a verdict that is doubled does: velmorin counts the group as confirmed without it. "
-                    "Look at a node that repeats frames; the program check will fail.",
+                    " before the group's end was sent, " + "as a verdict that is doubled does" +
+                    (EndedWith(kResultSuccess)
+                         ? ", and the updater passed it over. Look at a node that repeats frames."
+                         : ": velmorin counts the group as confirmed without it. Look at a node that repeats "
+                           "frames; the program check will fail."),
                 u_.early_verdicts);
     }
 
@@ -235,13 +239,13 @@ class Doctor {
     void Others() {
         if (u_.strangers.count > 0)
             Add("strangers",
-                std::to_string(u_.strangers.count) +
-                    " replies are not from the device or not for the updater, which "
+                Count(u_.strangers.count, " reply is", " replies are") +
+                    " not from the device or not for the updater, which "
                     "takes them all the same: look for a second device, updater or gateway on this bus.",
                 u_.strangers);
         if (u_.bus_errors.count > 0)
             Add("bus-errors",
-                std::to_string(u_.bus_errors.count) + " error frames" +
+                Count(u_.bus_errors.count, " error frame", " error frames") +
                     (u_.bus_off.count > 0 ? ", the controller went off the bus" : std::string()) +
                     (u_.unacknowledged.count > 0 ? ": nobody acknowledges. Look at bit rate, wiring, and "
                                                    "whether the device has power."

@@ -54,7 +54,13 @@ void Follower::Command(const can_frame& frame, Micros at) {
             Sent(kCheckExchange, at, IsUnanswered(kCheckExchange, pf));
             ForgetOwedStarts();
             if (end_.code == kResultGroupRejected) over_ = false;  // a fourth start was not due after all
-            groups_in_all_ = FirstUnconfirmed();                   // it is sent when no group is left
+            // It is sent when no group is left: the last verdict was right, wherever it is.
+            if (group_ended_ && FirstUnconfirmed() == working_) {
+                Group(working_).confirmed = true;
+                Group(working_).last = update_.data_to = at;
+            }
+            groups_in_all_ = FirstUnconfirmed();
+            if (IsInData()) step_ = kStepProgramCheck;  // only the last verdict leads here
             Enter(kStepProgramCheck, at);
             break;
         case kPfReset:
@@ -68,8 +74,9 @@ void Follower::Command(const can_frame& frame, Micros at) {
     last_pf_ = pf;
 }
 
-/// The link was lost by heartbeats that are not in the log.
+/// The link was lost, just now or by heartbeats that are not in the log.
 void Follower::StartsOver() {
+    if (heart_miss_ > kMissedLimit) LoseLink();
     if (update_.idle_since != 0) update_.no_go_aheads.Note(update_.idle_since);
     update_.idle_since = 0;
     heart_miss_ = 0;
@@ -100,7 +107,7 @@ void Follower::Heartbeat(const std::uint8_t* data, Micros at) {
 std::size_t Follower::GroupOfStart(std::uint32_t address, bool* owed) {
     const std::size_t first = FirstUnconfirmed();
     const std::size_t near = first > kNear ? first - kNear : 0;
-    for (std::size_t i = first + 1; i-- > (first > 2 ? first - 2 : 0);) {
+    for (std::size_t i = first > 2 ? first - 2 : 0; i <= first; ++i) {  // starts go out as they fell due
         *owed = Group(i).owed > 0 && Group(i).address == address;
         if (*owed) return i;
     }
@@ -112,8 +119,9 @@ std::size_t Follower::GroupOfStart(std::uint32_t address, bool* owed) {
         return i;
     }
     *owed = Group(first).owed > 0;
-    if (Group(first).starts == 0) return first;  // an address that is not in the log
-    Group(first).confirmed = true;               // a verdict that is not in the log
+    // An address that is not in the log, or a new one for a group that got no further than its start.
+    if (Group(first).starts == 0 || (first == working_ && next_packet_ == 0 && !group_ended_)) return first;
+    Group(first).confirmed = true;  // a verdict that is not in the log
     ++update_.lost;
     *owed = false;
     return FirstUnconfirmed();

@@ -138,8 +138,10 @@ void Follower::NoteCommandAfterEnd(bool is_heartbeat, Micros at) {
 /// `again`: the command goes out once more because its reply has not come.
 void Follower::Sent(ExchangeKind kind, Micros at, bool again) {
     Exchange& exchange = update_.exchanges[kind];
+    const bool of_group = kind == kGroupStartExchange || kind == kGroupEndExchange;
     if (!again) {
         CloseExchange(kind);
+        exchange.group = of_group ? static_cast<int>(working_) : -1;
         exchange.sends = 1;
         exchange.since = exchange.last = at;
         exchange.late = false;
@@ -148,8 +150,7 @@ void Follower::Sent(ExchangeKind kind, Micros at, bool again) {
     ++exchange.sends;
     exchange.last = at;
     ++update_.resends;
-    const bool of_group = kind == kGroupStartExchange || kind == kGroupEndExchange;
-    update_.AddMark(at, Mark::kResend, of_group ? static_cast<int>(working_) : -1);
+    update_.AddMark(at, Mark::kResend, exchange.group);
 }
 
 void Follower::Answered(ExchangeKind kind, Micros at) {
@@ -177,6 +178,7 @@ void Follower::CloseExchange(ExchangeKind kind) {
     if (sends > exchange.most_sends) {
         exchange.most_sends = sends;
         exchange.most_since = exchange.since;
+        exchange.most_group = exchange.group;
     }
     exchange.sends = exchange.replies = 0;
 }
@@ -217,10 +219,23 @@ void Follower::Judge(Micros end, bool ran, bool replaced) {
     update_.ended = update_.fell_silent ? last_command_ : end;
 }
 
+/// Takes back what was spent behind the end.
+void Follower::Shorten() {
+    std::vector<Stretch>& course = update_.course;
+    while (!course.empty() && course.back().to > update_.ended) {
+        Stretch& last = course.back();
+        const Micros to = std::max(last.from, update_.ended);
+        update_.phases[last.phase] -= std::exchange(last.to, to) - to;
+        if (last.from < to) break;
+        course.pop_back();
+    }
+}
+
 Update Follower::Finish(Micros end, bool ran, bool replaced) {
     Advance(std::max(end, now_));
     Judge(end, ran, replaced);
     update_.step = step_;
+    Shorten();
     for (int kind = 0; kind < kExchanges; ++kind) {
         const auto running = update_.exchanges[kind];
         CloseExchange(static_cast<ExchangeKind>(kind));

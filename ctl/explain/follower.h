@@ -49,6 +49,7 @@ class Follower {
     void CloseExchange(ExchangeKind kind);
     bool IsUnanswered(ExchangeKind kind, std::uint8_t pf) const;
     void Judge(Micros end, bool ran, bool replaced);
+    void Shorten();
 
     // followreplies.cpp: what the session does on a reply
     void Dispatch(std::uint8_t pf, const std::uint8_t* data, Micros at, bool stranger);

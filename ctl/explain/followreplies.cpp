@@ -85,7 +85,8 @@ void Follower::Dispatch(std::uint8_t pf, const std::uint8_t* data, Micros at, bo
             }
             break;
         case kPfHeartbeatReply:
-            if (heart_miss_ > kMissedForLink + 1 && IsInData()) update_.dropouts.Note(at);
+            if (heart_miss_ > kMissedForLink + 1 && IsInData() && at - replied_at_ > heart_miss_ * kBeat)
+                update_.dropouts.Note(at);
             heart_miss_ = 0;
             hidden_answered_ = static_cast<unsigned int>(passes_ / kBeat);
             break;

@@ -148,7 +148,7 @@ std::string HtmlReport(const Explanation& explanation) {
         "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" +
         name + ", explained</title>\n<link rel=\"icon\" href=\"data:,\">\n<style>" + kHtmlStyle +
         "</style>\n</head>\n<body>\n<main>\n<h1>" + name + "</h1>\n";
-    page += "<p class=\"soft\">" + std::to_string(log.frames) + " frames in " +
+    page += "<p class=\"soft\">" + Counted(log.frames, "frame") + " in " +
             Fixed(InSeconds(log.last - log.first), 1) + " s from " + LocalTime(log.first) + "; bus busy " +
             Fixed(100 * log.busy, 1) + " % at " + std::to_string(log.bitrate.value_or(kBusBitrate)) +
             " bit/s" + (log.bitrate ? "" : " (assumed: the log does not tell)") + "</p>\n";

@@ -156,10 +156,9 @@ std::vector<std::string> LogRemarks(const LogFacts& log) {
 
 std::string TextReport(const Explanation& explanation) {
     const LogFacts& log = explanation.log;
-    std::string text = std::to_string(log.frames) + " frames in " +
-                       Fixed(InSeconds(log.last - log.first), 1) + " s from " + LocalTime(log.first) +
-                       ", bus busy " + Fixed(100 * log.busy, 1) + " % at " +
-                       std::to_string(log.bitrate.value_or(kBusBitrate)) + " bit/s" +
+    std::string text = Counted(log.frames, "frame") + " in " + Fixed(InSeconds(log.last - log.first), 1) +
+                       " s from " + LocalTime(log.first) + ", bus busy " + Fixed(100 * log.busy, 1) +
+                       " % at " + std::to_string(log.bitrate.value_or(kBusBitrate)) + " bit/s" +
                        (log.bitrate ? "" : " (assumed: the log does not tell)") + "\n";
     for (const std::string& remark : LogRemarks(log)) text += "  " + remark + "\n";
     if (explanation.updates.empty()) text += NoUpdateWords(explanation) + "\n";

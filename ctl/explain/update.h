@@ -63,10 +63,12 @@ struct Exchange {
     std::uint32_t replies = 0;     ///< to it
     Micros last = 0;               ///< its last send
     bool late = false;             ///< the reply was one to an earlier send than the last
+    std::int32_t group = -1;       ///< that it is about; -1: none
     Micros since = 0;              ///< its first send, and
     Micros answered = 0;           ///< first reply
     std::uint32_t most_sends = 0;  ///< most commands that one reply took, or that got none
     Micros most_since = 0;
+    std::int32_t most_group = -1;
 };
 
 enum ExchangeKind {

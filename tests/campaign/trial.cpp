@@ -90,7 +90,7 @@ std::string Trial::WronglyExplained(const std::vector<Update>& updates) const {
     if (desk_->refused > 0) return "";
     if (explained != result_)
         return "result " + std::to_string(result_) + " explained as " + std::to_string(explained);
-    bool same = static_cast<int>(update.heartbeats) == session_.m_heartseq;
+    bool same = update.heartbeats == session_.m_heartseq;
     same = same && (result_ != -1 || update.step == session_.m_runstep);
     same = same && (update.plan == -1 || update.plan == session_.m_crcplan);
     auto group = session_.m_addlist.begin();

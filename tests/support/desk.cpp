@@ -71,7 +71,7 @@ bool Desk::Step(Micros until) {
 }
 
 void Desk::Offer(Way way, can_frame frame, Micros delay) {
-    if (deaf) return;
+    if (deaf) return way == kToDevice ? Arrive(way, frame) : void();  // the bus still has it
     const int nth = count[way]++;
     const Fate what = fate ? fate(way, nth, frame) : Fate{};
     const auto pass = [&](const can_frame& which, Micros later) {
@@ -88,6 +88,7 @@ void Desk::Offer(Way way, can_frame frame, Micros delay) {
 }
 
 void Desk::Arrive(Way way, const can_frame& frame) {
+    if (passed) passed(frame);
     if (way == kToUpdater && inbox.size() < kReceiveQueue) inbox.push_back({sizeof frame, frame});
     if (way == kToDevice && device && !deaf) device->Receive(frame, now);
 }

@@ -60,6 +60,7 @@ class Desk : public velmorin::Waiting {
     std::function<Fate(Way, int nth, can_frame&)>
         fate;                                         ///< of the n-th frame of its way, from 0; may change it
     std::function<void(Way, const can_frame&)> seen;  ///< the session wrote or read it
+    std::function<void(const can_frame&)> passed;     ///< it was on the bus, whoever took it
     Micros now = 0;
     Micros wall_jump = 0;
     Micros last_offer = 0;      ///< when the session last wrote, or tried to

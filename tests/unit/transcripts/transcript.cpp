@@ -5,13 +5,19 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <iomanip>
+#include <iterator>
 #include <map>
 #include <utility>
 #include <variant>
 
 #include "../../../src/system/process.h"  // tests/support has another one
 #include "benchdir.h"
+#include "candump.h"
 #include "desk.h"
+#include "explain.h"
+#include "options.h"
 #include "watchedrun.h"
 
 using namespace velmorin;
@@ -31,15 +37,20 @@ const std::map<std::string, std::variant<int canframe::*, unsigned int canframe:
     {"size", &canframe::m_filesize},
 };
 
-long Number(Words& words, long otherwise = 0) {
-    std::string text;
-    return words >> text ? std::strtol(text.c_str(), nullptr, 0) : otherwise;
+template <typename T = long>
+T Number(Words& words, T otherwise = 0) {
+    words >> std::setbase(0) >> otherwise;
+    return otherwise;
+}
+
+std::string RestOf(Words& words) {
+    return {std::istreambuf_iterator<char>(words), {}};
 }
 
 class Player : public Watcher {
   public:
     Player() {
-        stdout = stderr = printing_;
+        setenv("TZ", "UTC", 1);
         MakeDesk(std::nullopt);
     }
     ~Player() override {
@@ -48,55 +59,57 @@ class Player : public Watcher {
         std::fclose(printing_);
         std::free(printed_);
     }
-
-    void Carry(const std::string& line) {
-        Do(line);
-        TellChanges();
-        Flush();
+    std::string Play(const std::string& transcript) {
+        Words lines(transcript);
+        for (std::string line; std::getline(lines, line);) {
+            if (line.starts_with("  ")) continue;
+            told_ += line + "\n";
+            if (line.empty() || line.starts_with("#")) continue;
+            Do(line);
+            TellChanges();
+            Flush();
+        }
+        return told_;
     }
-    std::string told;
 
   private:
-    static const std::map<std::string, void (*)(Player&, Words&)> kCommands;
+    struct Rule {
+        Desk::Fate fate;
+        long byte = 0, mask = 0;
+    };
+    static const std::map<std::string, std::function<void(Player&, Words&)>> kCommands;
 
     // What comes of it.
 
     std::string Time() const {
-        const Micros us = desk_->now;
-        return std::to_string(us / 1000) +
-               (us % 1000 == 0 ? "" : Format(".%03d", static_cast<int>(us % 1000)));
+        return Format(desk_->now % 1000 == 0 ? "%.0f" : "%.3f", static_cast<double>(desk_->now) / 1000);
     }
     void Tell(const std::string& text, const std::string& key) {
-        if (key != key_ || key.empty()) Flush();
+        if (key != key_) Flush();
         if (times_++ == 0) first_ = Time(), text_ = text;
         key_ = key;
         last_ = Time();
     }
-    void Tell(const std::string& text) {
-        TellPrinted();
-        Tell(text, text);
-    }
+    void Tell(const std::string& text) { TellPrinted(), Tell(text, text); }
     void TellPrinted() {
         std::fflush(printing_);
-        const std::string printed(printed_ + read_, length_ - read_);
+        Words lines(std::string(printed_ + read_, length_ - read_));
         read_ = length_;
-        Words lines(printed);
         for (std::string line; std::getline(lines, line);) Tell("\"" + line + "\"", "\"" + line);
     }
     void Flush() {
         if (times_ == 0) return;
-        told += "  " + first_ + (first_ == last_ ? "" : ".." + last_) + " " + text_ +
-                (times_ == 1 ? "" : " x" + std::to_string(times_)) + "\n";
+        told_ += "  " + first_ + (first_ == last_ ? "" : ".." + last_) + " " + text_ +
+                 (times_ == 1 ? "" : " x" + std::to_string(times_)) + "\n";
         times_ = 0;
     }
     void TellFrame(Desk::Way way, const can_frame& frame) {
         const unsigned int pf = PfOf(frame.can_id);
         if (way == Desk::kToUpdater && pf != 0x71) retried_.reset();
         if ((pf == 0x70 || pf == 0x71) && !heartbeats_) return;
-        const bool usual =
-            frame.can_id == (way == Desk::kToDevice ? 0x9000E08AU | pf << 16 : 0x90008AE0U | pf << 16);
+        const unsigned int usual = (way == Desk::kToDevice ? 0x9000E08AU : 0x90008AE0U) | pf << 16;
         std::string text = way == Desk::kToDevice ? "> " : "< ";
-        text += usual ? Format("%02x ", pf) : Format("%08x ", frame.can_id);
+        text += frame.can_id == usual ? Format("%02x ", pf) : Format("%08x ", frame.can_id);
         for (int i = 0; i < std::min<int>(frame.can_dlc, 8); ++i) text += Format("%02x", frame.data[i]);
         TellPrinted();
         Tell(text, pf == 0x79 ? text.substr(0, 11) : text);
@@ -105,10 +118,9 @@ class Player : public Watcher {
         if (field == "groups") {
             std::string all;
             for (const s_addnode& each : session_.m_addlist)
-                all +=
-                    Format("%s%x%s%s/%zu", all.empty() ? "" : " ", each.address,
-                           each.addrstate == 1 ? "" : "?", each.state == 1 ? "+" : "", each.dataqueue.size());
-            return all;
+                all += Format(" %x%s%s/%zu", each.address, each.addrstate == 1 ? "" : "?",
+                              each.state == 1 ? "+" : "", each.dataqueue.size());
+            return all.empty() ? all : all.substr(1);
         }
         return std::visit([&](auto member) { return Format("%d", session_.*member); }, kFields.at(field));
     }
@@ -126,9 +138,9 @@ class Player : public Watcher {
                     kVerdicts[static_cast<int>(v.verdict)]));
     }
     void OnProgress(const Progress& p) override {
-        if (!progress_) return;
-        Tell(Format("progress %d of %d, groups %d of %d, %.1f bytes/s, %.2f s left, retries %d", p.bytes,
-                    p.of, p.groups, p.groups_of, p.rate, p.eta_s, p.retries));
+        if (progress_)
+            Tell(Format("progress %d of %d, groups %d of %d, %.1f bytes/s, %.2f s left, retries %d", p.bytes,
+                        p.of, p.groups, p.groups_of, p.rate, p.eta_s, p.retries));
     }
     /// Once for a run of like ones; the report has their number.
     void OnRetry(Question question, int count) override {
@@ -148,51 +160,35 @@ class Player : public Watcher {
         desk_.emplace(session_, settings);
         desk_->seen = [this](Desk::Way way, const can_frame& frame) { TellFrame(way, frame); };
         desk_->fate = [this](Desk::Way way, int, can_frame& frame) { return FateOf(way, frame); };
+        desk_->passed = [this](const can_frame& frame) {
+            const Micros at = desk_->now + desk_->wall_jump;
+            const timeval when{static_cast<time_t>(at / 1'000'000), static_cast<suseconds_t>(at % 1'000'000)};
+            log_ += CandumpLine(when, "can0", frame) + "\n";
+        };
     }
     Desk::Fate FateOf(Desk::Way way, can_frame& frame) {
         const unsigned int pf = PfOf(frame.can_id);
-        const int nth = ++count_[pf];
         if (way == Desk::kToUpdater && from_ != 0) frame.can_id = (frame.can_id & ~0xFFU) | from_;
-        for (const auto& rule : rules_) {
-            if (rule.pf != pf || nth < rule.from || nth >= rule.from + rule.count) continue;
-            if (rule.what == "flip") frame.data[rule.byte] ^= static_cast<unsigned char>(rule.mask);
-            return rule.fate;
-        }
-        return {};
+        const Rule& rule = rules_[{pf, ++count_[pf]}];
+        frame.data[rule.byte] ^= static_cast<unsigned char>(rule.mask);
+        return rule.fate;
     }
-    void Fated(const std::string& what, Desk::Fate fate, Words& words) {
-        Rule rule{what, 0, 1, 1, fate, 0, 0};
-        std::string pf;
-        words >> pf;
-        rule.pf = static_cast<unsigned int>(std::stoul(pf, nullptr, 16));
-        if (what == "late") rule.fate.first = Number(words) * 1000;
-        rule.from = static_cast<int>(Number(words, 1));
-        if (what == "flip") rule.byte = Number(words), rule.mask = Number(words);
-        rule.count = static_cast<int>(Number(words, 1));
-        rules_.push_back(rule);
+    void Fated(const Rule& rule, Words& words) {
+        unsigned int pf = 0;
+        words >> std::hex >> pf;
+        const long first = Number(words, 1);
+        for (long nth = first + Number(words, 1); nth-- > first;) rules_.try_emplace({pf, nth}, rule);
     }
     void Device(Words& words) {
-        sim::Settings settings;
-        sim::Faults& faults = settings.faults;
-        for (std::string word; words >> word;) {
-            const std::string name = word.substr(0, word.find('='));
-            int first = 0, second = 0;
-            std::sscanf(word.c_str(), "%*[^=]=%d:%d", &first, &second);
-            const sim::GroupFault fault{static_cast<std::size_t>(first), second};
-            if (name == "plan") settings.plan = sim::Plan::kA;
-            if (name == "reject") faults.reject_groups.push_back(fault);
-            if (name == "erase") faults.erase_fails.push_back(fault);
-            if (name == "refuse") faults.refuse_start = static_cast<std::uint8_t>(first);
-            if (name == "check") faults.fail_check = static_cast<std::uint8_t>(first);
-            if (name == "mute") faults.mute_heartbeats = first;
-            if (name == "delay") faults.delay = first * 1000;
-            if (name == "silent") faults.silent = true;
-            if (name == "no-reset") faults.no_reset_reply = true;
-        }
-        MakeDesk(settings);
+        const std::vector<std::string> given{std::istream_iterator<std::string>(words), {}};
+        std::vector<const char*> all = {"velmorin-sim", "--bench", "."};
+        for (const std::string& word : given) all.push_back(word.c_str());
+        sim::Options options;
+        sim::ParseOptions(static_cast<int>(all.size()), all.data(), options);
+        MakeDesk(options.device);
     }
     void Image(Words& words) {
-        const auto size = static_cast<std::size_t>(Number(words));
+        const auto size = Number<std::size_t>(words);
         std::string name = "image.bin";
         words >> name;
         session_.LoadData(bench_.Write(name, TestImage(size)).c_str());
@@ -208,12 +204,7 @@ class Player : public Watcher {
     void Set(Words& words) {
         std::string field;
         words >> field;
-        const long value = Number(words);
-        std::visit(
-            [&](auto member) {
-                session_.*member = static_cast<std::decay_t<decltype(session_.*member)>>(value);
-            },
-            kFields.at(field));
+        std::visit([&](auto m) { session_.*m = Number(words, session_.*m); }, kFields.at(field));
         for (auto& [name, before] : shown_) before = ValueOf(name);
     }
     void Show(Words& words) {
@@ -222,21 +213,15 @@ class Player : public Watcher {
     }
     void Queue(Words& words) {
         desk_->frame_time = Number(words);
-        desk_->room = static_cast<int>(Number(words));
-        std::string fault;
-        words >> fault;
-        desk_->full_fault = fault == "ENOBUFS" ? ENOBUFS : EAGAIN;
+        desk_->room = Number<int>(words);
+        desk_->full_fault = RestOf(words) == " ENOBUFS" ? ENOBUFS : EAGAIN;
     }
     void Deliver(Words& words) {
         std::string kind, data;
         words >> kind >> data;
-        const std::size_t cut = kind.find('/');
-        const auto id = static_cast<unsigned int>(std::stoul(kind.substr(0, cut), nullptr, 16));
-        can_frame frame = kind.size() >= 8 ? ReplyOf(0) : ReplyOf(id);
-        if (kind.size() >= 8) frame.can_id = id;
-        std::fill_n(frame.data, 8, static_cast<unsigned char>(0));
-        frame.can_dlc = static_cast<unsigned char>(
-            cut == std::string::npos ? data.size() / 2 : std::stoul(kind.substr(cut + 1)));
+        unsigned int id = 0, length = static_cast<unsigned int>(data.size() / 2);
+        std::sscanf(kind.c_str(), "%x/%u", &id, &length);
+        can_frame frame{kind.size() < 8 ? ReplyOf(id).can_id : id, {static_cast<__u8>(length)}, 0, 0, 0, {}};
         for (std::size_t i = 0; i < data.size() / 2; ++i)
             std::sscanf(data.c_str() + 2 * i, "%2hhx", &frame.data[i]);
         desk_->Arrive(Desk::kToUpdater, frame);
@@ -250,6 +235,15 @@ class Player : public Watcher {
         for (std::size_t i = 0; data[i] != 0xEE; ++i) text += Format(" %02x", data[i]);
         Tell(text);
     }
+    void Short(int length) { desk_->inbox.push_back({length, ReplyOf(0x7F)}); }
+    void Explain(Words& words) {
+        const std::string page = (bench_.Root() / "page").string(), form = RestOf(words);
+        std::string text = velmorin::Explain({bench_.Write("log", log_), -1, form == " json", page}).output;
+        if (form == " page") text = BenchDir::Read(page), text.erase(0, text.find("</h1>"));  // style, path
+        Flush();
+        Words lines(text);
+        for (std::string line; std::getline(lines, line);) told_ += line.empty() ? "" : "  " + line + "\n";
+    }
     void Do(const std::string& line) {
         Words words(line);
         std::string name;
@@ -258,14 +252,11 @@ class Player : public Watcher {
     }
     void At(Words& words) {
         const Micros moment = Number(words) * 1000;
-        std::string line;
-        std::getline(words, line);
-        desk_->At(moment, [this, line] { Do(line); });
+        desk_->At(moment, [this, line = RestOf(words)] { Do(line); });
     }
     void Repeat(Words& words) {
         long times = Number(words);
-        std::string line;
-        for (std::getline(words, line); times > 0; --times) Do(line);
+        for (const std::string line = RestOf(words); times > 0; --times) Do(line);
     }
     void Pass(long passes) {
         for (; passes > 0 && session_.m_finished != 1; --passes) {
@@ -283,10 +274,10 @@ class Player : public Watcher {
         }
         const RunReport r = RunWatched(session_, settings, *this, *desk_);
         constexpr const char* kEnds[] = {"decided", "silent", "bus lost", "signal"};
-        Tell(Format("%s %d%s%s, status %d", kEnds[static_cast<int>(r.end)], r.result,
+        Tell(Format("%s %d%s%s, status %d%s%s", kEnds[static_cast<int>(r.end)], r.result,
                     r.image_confirmed ? ", image confirmed" : "",
-                    r.reset_confirmed ? ", reset confirmed" : "", r.device_status ? *r.device_status : -1) +
-             (r.why.empty() ? "" : ": " + r.why));
+                    r.reset_confirmed ? ", reset confirmed" : "", r.device_status ? *r.device_status : -1,
+                    r.why.empty() ? "" : ": ", r.why.c_str()));
         Tell(Format("%d bytes in %d groups, %d retries, %d ignored, %d queue waits, %.3f s, %.1f bytes/s",
                     r.bytes, r.groups, r.retries, r.ignored, r.queue_waits, r.duration_s, r.rate));
         if (desk_->device) {
@@ -298,54 +289,45 @@ class Player : public Watcher {
         if (CaughtSignal() != 0 && sigaction(SIGTERM, nullptr, &caught) == 0) caught.sa_handler(0);
     }
 
-    struct Rule {
-        std::string what;
-        unsigned int pf;
-        int from, count;
-        Desk::Fate fate;
-        long byte, mask;
-    };
-
-    std::FILE* const stdout_ = stdout;
-    std::FILE* const stderr_ = stderr;
     char* printed_ = nullptr;
     std::size_t length_ = 0, read_ = 0;
     std::FILE* const printing_ = open_memstream(&printed_, &length_);
+    std::FILE* const stdout_ = std::exchange(stdout, printing_);
+    std::FILE* const stderr_ = std::exchange(stderr, printing_);
     const BenchDir bench_;
     canframe session_;
     std::optional<Desk> desk_;
-    std::vector<Rule> rules_;
-    int count_[256] = {};
+    std::map<std::pair<unsigned int, long>, Rule> rules_;
+    long count_[256] = {};
+    std::string log_;
     std::vector<std::pair<std::string, std::string>> shown_;
     unsigned int from_ = 0;
     std::optional<Question> retried_;
     bool heartbeats_ = false, progress_ = false;
-    std::string key_, first_, last_, text_;
+    std::string told_, key_, first_, last_, text_;
     int times_ = 0;
 };
 
-const std::map<std::string, void (*)(Player&, Words&)> Player::kCommands = {
-    {"device", [](Player& p, Words& words) { p.Device(words); }},
-    {"image", [](Player& p, Words& words) { p.Image(words); }},
-    {"groups", [](Player& p, Words& words) { p.Groups(words); }},
-    {"set", [](Player& p, Words& words) { p.Set(words); }},
-    {"show", [](Player& p, Words& words) { p.Show(words); }},
+const std::map<std::string, std::function<void(Player&, Words&)>> Player::kCommands = {
+    {"device", &Player::Device},
+    {"image", &Player::Image},
+    {"groups", &Player::Groups},
+    {"set", &Player::Set},
+    {"show", &Player::Show},
     {"trace", [](Player& p, Words&) { p.session_.m_debug = 1; }},
     {"trace-port", [](Player& p, Words&) { p.session_.m_canhandle->log_on = 1; }},
     {"receive", [](Player& p, Words&) { p.Receive(); }},
     {"heartbeats", [](Player& p, Words&) { p.heartbeats_ = true; }},
-    {"lose", [](Player& p, Words& words) { p.Fated("lose", {.first = Desk::kNever}, words); }},
-    {"double", [](Player& p, Words& words) { p.Fated("double", {.second = 0}, words); }},
-    {"late", [](Player& p, Words& words) { p.Fated("late", {}, words); }},
-    {"flip", [](Player& p, Words& words) { p.Fated("flip", {}, words); }},
-    {"queue", [](Player& p, Words& words) { p.Queue(words); }},
-    {"<", [](Player& p, Words& words) { p.Deliver(words); }},
-    {"short",
-     [](Player& p, Words& words) {
-         p.desk_->inbox.push_back({static_cast<int>(Number(words)), ReplyOf(0x7F)});
-     }},
+    {"lose", [](Player& p, Words& w) { p.Fated({{.first = Desk::kNever}}, w); }},
+    {"double", [](Player& p, Words& w) { p.Fated({{.second = 0}}, w); }},
+    {"late", [](Player& p, Words& w) { p.Fated({{.first = 1000 * Number(w)}}, w); }},
+    {"flip", [](Player& p, Words& w) { p.Fated({.fate = {}, .byte = Number(w), .mask = Number(w)}, w); }},
+    {"queue", &Player::Queue},
+    {"<", &Player::Deliver},
+    {"log", [](Player& p, Words& w) { p.log_ += RestOf(w).substr(1) + "\n"; }},
+    {"short", [](Player& p, Words& w) { p.Short(Number<int>(w)); }},
     {"version", [](Player& p, Words&) { p.session_.m_mailbox.push_back(p.session_.Build1792()); }},
-    {"from", [](Player& p, Words& words) { p.from_ = static_cast<unsigned int>(Number(words)); }},
+    {"from", [](Player& p, Words& w) { p.from_ = Number<unsigned int>(w); }},
     {"restart", [](Player& p, Words&) { p.desk_->StartDevice(); }},
     {"deaf", [](Player& p, Words&) { p.desk_->deaf = true; }},
     {"hear", [](Player& p, Words&) { p.desk_->deaf = false; }},
@@ -353,24 +335,19 @@ const std::map<std::string, void (*)(Player&, Words&)> Player::kCommands = {
     {"up", [](Player& p, Words&) { p.desk_->read_fault = p.desk_->write_fault = 0; }},
     {"gone", [](Player& p, Words&) { p.desk_->read_fault = p.desk_->write_fault = ENODEV; }},
     {"signal", [](Player&, Words&) { CatchEndSignals(), std::raise(SIGTERM); }},
-    {"jump", [](Player& p, Words& words) { p.desk_->wall_jump = Number(words) * 1'000'000; }},
-    {"at", [](Player& p, Words& words) { p.At(words); }},
-    {"repeat", [](Player& p, Words& words) { p.Repeat(words); }},
-    {"pass", [](Player& p, Words& words) { p.Pass(Number(words, 1)); }},
+    {"jump", [](Player& p, Words& w) { p.desk_->wall_jump = Number(w) * 1'000'000; }},
+    {"at", &Player::At},
+    {"repeat", &Player::Repeat},
+    {"wait", [](Player& p, Words& w) { p.desk_->RunTo(p.desk_->now + 1000 * Number(w)); }},
+    {"pass", [](Player& p, Words& w) { p.Pass(Number(w, 1)); }},
     {"run", [](Player& p, Words&) { p.Pass(30000); }},
     {"end", [](Player& p, Words&) { p.session_.CacheClean(), p.session_.UpdateRecord(); }},
-    {"watch", [](Player& p, Words& words) { p.Watch(words); }},
+    {"watch", &Player::Watch},
+    {"explain", &Player::Explain},
 };
 
 }  // namespace
 
 std::string Replay(const std::string& transcript) {
-    Player player;
-    Words lines(transcript);
-    for (std::string line; std::getline(lines, line);) {
-        if (line.starts_with("  ")) continue;
-        player.told += line + "\n";
-        if (!line.empty() && !line.starts_with("#")) player.Carry(line);
-    }
-    return player.told;
+    return Player().Play(transcript);
 }
