@@ -24,7 +24,7 @@ until_says() {  # FILE TEXT
     echo "$1 does not say: $2" && cat "$1"
 }
 device() {  # OPTION...; what reaches it is in the file received, its process in $device
-    velmorin-sim --bench "$VELMORIN_BENCH" --save received "$@" >device.out 2>device.err & device=$!
+    rm -f device.out; velmorin-sim --bench "$VELMORIN_BENCH" --save received "$@" >device.out 2>device.err & device=$!
     until_says device.out ready
 }
 sql() {  # STATEMENT...
