@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 # Plays a recorded terminal session on a bench of its own and compares it to the letter:  play.py RECORDING FOLDER...
-# The folders hold the programs. In a recording, "$ " begins a command for bash, "> " goes on with it, "  " stands before
-# what it printed, "! " before what it told standard error but for the line that every program begins with, and its exit
-# status follows when it is not 0: "[3]".
+# The folders hold the programs. In a recording, "$ " begins a command for bash, "> " goes on with it, "  " stands
+# before what it printed, "! " before what it told standard error but for the line that every program begins with, and
+# its exit status follows when it is not 0: "[3]". Lines with "#" are the author's.
 # With VELMORIN_TRANSCRIPTS=write a recording that differs is written anew, to be read.
 import calendar
 import difflib
@@ -66,19 +66,19 @@ class Shell:
         """What came of it, as the lines of a recording."""
         self.bash.stdin.write(f"{{ {command}\n}} </dev/null; echo $? >&{self.status.fileno()}\n")
         self.bash.stdin.flush()
-        said = []
-        while True:
+        said, status = [], None
+        while status is None:
             try:
                 data, sender = self.ear.recvfrom(1 << 20)
             except TimeoutError:
-                return [line for prefix, text in said for line in self.lines(prefix, text)] + ["[no end]"]
-            prefix = self.prefixes.get(sender)
-            if prefix is None:
-                status = [] if data == b"0\n" else [f"[{int(data)}]"]
-                return [line for prefix, text in said for line in self.lines(prefix, text)] + status
-            if not said or said[-1][0] != prefix:
-                said.append((prefix, b""))
-            said[-1] = (prefix, said[-1][1] + data)
+                sys.exit(f"no end within {TIME_LIMIT} s: {command}{said}")
+            if sender not in self.prefixes:
+                status = int(data)
+            elif said and said[-1][0] == self.prefixes[sender]:
+                said[-1][1] += data
+            else:
+                said.append([self.prefixes[sender], data])
+        return [line for part in said for line in self.lines(*part)] + [f"[{status}]"] * (status != 0)
 
     def lines(self, prefix, data):
         text = self.normal(data.decode(errors="backslashreplace"))
@@ -86,7 +86,7 @@ class Shell:
             text += " (no line end)"
         visible = {code: chr(0x2400 + code) for code in range(32) if code != 10}
         lines = text.removesuffix("\n").translate(visible).split("\n")
-        return [(prefix + line).rstrip(" ") for line in lines if (prefix, line) not in EVERYWHERE]
+        return [prefix + line if line else prefix.rstrip() for line in lines if (prefix, line) not in EVERYWHERE]
 
     def named(self, kind, value):
         """JOB1 for the first one: one name is one value all through the recording."""
@@ -107,7 +107,7 @@ class Shell:
         text = re.sub(r"(?<=Compile Date: )\d{4}-\d\d-\d\d \d\d:\d\d:\d\d$", "DATE", text, flags=re.M)
         text = re.sub(r"\b\d{10}\b|(\d{4}-\d\d-\d\d)[ T](\d\d:\d\d:\d\d)(?:\+0000)?", second, text)
         text = re.sub(r'(?<=process )\d+|(?<=pid )\d+|(?<="updater":)\d+', lambda m: self.named("PID", m[0]), text)
-        text = re.sub(r'("(?:rate|eta_s|duration_s)":)(?!0\b(?!\.0*[1-9]))\d[\d.e+-]*', r"\1N", text)
+        text = re.sub(r'("(?:rate|eta_s|duration_s)":)(?!0\.0\b)\d[\d.e+-]*', r"\1N", text)
         text = re.sub(r'("(?:t|queue_waits)":|time use = )[\d.e-]+', r"\1N", text)
         text = re.sub(r"(?m)^(.*TIME\d.*?) *(?!0\.000)\d+\.\d{3} s  ", r"\1   N.NNN s  ", text)
         text = re.sub(r"\b[1-9]\d* B/s", "N B/s", text)
