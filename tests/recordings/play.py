@@ -14,9 +14,20 @@ import subprocess
 import sys
 import tempfile
 import time
+from pathlib import Path
 
 TIME_LIMIT = 150  # seconds for one command
-EVERYWHERE = [("! ", f"{program}: on the bench in BENCH") for program in ("velmorinctl", "velmorin")]
+BEGINNINGS = ("! velmorin: on the bench in BENCH", "! velmorinctl: on the bench in BENCH")
+SECOND = re.compile(r"\b\d{10}\b|(?<!Compile Date: )(\d{4}-\d\d-\d\d)[ T](\d\d:\d\d:\d\d)(?:\+0000)?")
+PROCESS = re.compile(r'(?<=process )\d+|(?<=pid )\d+|(?<="updater":)\d+')
+MEASURED = [  # numbers that no two runs have alike, and what stands for them; what is 0 stays
+    (r"(Compile Date: )\d{4}-\d\d-\d\d \d\d:\d\d:\d\d$", r"\1DATE"),
+    (r'("(?:t|queue_waits)":|time use = )[\d.e-]+', r"\1N"),
+    (r'("(?:rate|eta_s|duration_s)":)(?!0\.0\b)\d[\d.e+-]*', r"\1N"),
+    (r"\b[1-9]\d* B/s", "N B/s"),
+    (r"(TIME\d.*?) *(?!0\.000)\d+\.\d{3} s  ", r"\1   N.NNN s  "),
+    (r"(?<= in )\d+:\d\d(?= \()|(?:\d+:\d\d|-:--)(?= left)|(?<![\d:])\d+:\d\d(?=  \w)", "M:SS")]
+VISIBLE = {code: chr(0x2400 + code) for code in range(32)}
 PRELUDE = r"""
 staging=mnt/nandflash/app/chargeupdate.db
 until_says() {  # FILE TEXT
@@ -33,37 +44,36 @@ file = sqlite3.connect(sys.argv[1], isolation_level=None)
 for statement in sys.argv[2:]:
     for row in file.execute(statement): print(*row, sep="|")' $staging "$@"
 }
-mkdir -p mnt/nandflash/app mnt/nandflash/download
-umask 022
+umask 022; mkdir -p mnt/nandflash/app mnt/nandflash/download
 """
 
 
+def sender_to(ear):
+    sender = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+    sender.bind("")
+    sender.connect(ear.getsockname())
+    return sender
+
+
 class Shell:
-    """One bash in a new bench. Both its outputs reach one socket, in order, each by the address of its sender."""
+    """One bash on a new bench. Both its outputs reach one socket, in order, each by the address of its sender."""
 
     def __init__(self, bench, folders):
-        self.bench = bench
+        self.bench, self.known = bench, {}
         self.ear = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         self.ear.bind("")
         self.ear.settimeout(TIME_LIMIT)
-        out, err, self.status = (self.mouth() for _ in range(3))
+        out, err, self.status = (sender_to(self.ear) for _ in range(3))
         self.prefixes = {out.getsockname(): "  ", err.getsockname(): "! "}
-        path = os.pathsep.join(folders) + os.pathsep + os.environ["PATH"]
         self.bash = subprocess.Popen(
             ["bash", "--norc"], cwd=bench, stdin=subprocess.PIPE, stdout=out, stderr=err, text=True,
             pass_fds=[self.status.fileno()], start_new_session=True,
-            env={**os.environ, "PATH": path, "VELMORIN_BENCH": bench, "TZ": "UTC", "LC_ALL": "C", "TERM": "dumb"})
-        self.names = {}
+            env={**os.environ, "PATH": ":".join([*folders, os.environ["PATH"]]), "VELMORIN_BENCH": bench,
+                 "TZ": "UTC", "LC_ALL": "C", "TERM": "dumb"})
         self.run(PRELUDE)
 
-    def mouth(self):
-        sender = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
-        sender.bind("")
-        sender.connect(self.ear.getsockname())
-        return sender
-
     def run(self, command):
-        """What came of it, as the lines of a recording."""
+        """What comes of it, as the lines of a recording."""
         self.bash.stdin.write(f"{{ {command}\n}} </dev/null; echo $? >&{self.status.fileno()}\n")
         self.bash.stdin.flush()
         said, status = [], None
@@ -81,58 +91,43 @@ class Shell:
         return [line for part in said for line in self.lines(*part)] + [f"[{status}]"] * (status != 0)
 
     def lines(self, prefix, data):
-        text = self.normal(data.decode(errors="backslashreplace"))
-        if not text.endswith("\n"):
-            text += " (no line end)"
-        visible = {code: chr(0x2400 + code) for code in range(32) if code != 10}
-        lines = text.removesuffix("\n").translate(visible).split("\n")
-        return [prefix + line if line else prefix.rstrip() for line in lines if (prefix, line) not in EVERYWHERE]
+        text = data.decode(errors="backslashreplace")
+        text = text.removesuffix("\n") if text.endswith("\n") else text + " (no line end)"
+        lines = [prefix + self.normal(line) if line else prefix.rstrip() for line in text.split("\n")]
+        return [line for line in lines if line not in BEGINNINGS]
 
-    def named(self, kind, value):
-        """JOB1 for the first one: one name is one value all through the recording."""
-        names = self.names.setdefault(kind, {})
-        return f"{kind}{names.setdefault(value, len(names) + 1)}"
+    def normal(self, line):
+        line = line.replace(self.bench, "BENCH").translate(VISIBLE)
+        line = SECOND.sub(self.second, line)
+        line = PROCESS.sub(lambda match: f"PID{self.number('process', match[0])}", line)
+        for pattern, name in MEASURED:
+            line = re.sub(pattern, name, line)
+        return line
 
-    def normal(self, text):
-        """Without what no two runs have alike. Numbers that happen to be 0 stay."""
-        def second(match):
-            value = int(match[0]) if match[0].isdigit() else calendar.timegm(
-                time.strptime(match[1] + match[2], "%Y-%m-%d%H:%M:%S"))
-            if abs(value - time.time()) > 86400:
-                return match[0]
-            name = self.named("JOB", value)
-            return name if match[0].isdigit() else name.replace("JOB", "TIME")
+    def second(self, match):
+        day, hour = match.groups()
+        at = calendar.timegm(time.strptime(f"{day} {hour}", "%Y-%m-%d %H:%M:%S")) if day else int(match[0])
+        if abs(at - time.time()) > 86400:
+            return match[0]
+        return f"{'TIME' if day else 'JOB'}{self.number('second', at)}"
 
-        text = text.replace(self.bench, "BENCH")
-        text = re.sub(r"(?<=Compile Date: )\d{4}-\d\d-\d\d \d\d:\d\d:\d\d$", "DATE", text, flags=re.M)
-        text = re.sub(r"\b\d{10}\b|(\d{4}-\d\d-\d\d)[ T](\d\d:\d\d:\d\d)(?:\+0000)?", second, text)
-        text = re.sub(r'(?<=process )\d+|(?<=pid )\d+|(?<="updater":)\d+', lambda m: self.named("PID", m[0]), text)
-        text = re.sub(r'("(?:rate|eta_s|duration_s)":)(?!0\.0\b)\d[\d.e+-]*', r"\1N", text)
-        text = re.sub(r'("(?:t|queue_waits)":|time use = )[\d.e-]+', r"\1N", text)
-        text = re.sub(r"(?m)^(.*TIME\d.*?) *(?!0\.000)\d+\.\d{3} s  ", r"\1   N.NNN s  ", text)
-        text = re.sub(r"\b[1-9]\d* B/s", "N B/s", text)
-        return re.sub(r"(?<= in )\d+:\d\d(?= \()|(?:\d+:\d\d|-:--)(?= left)|(?<![\d:])\d+:\d\d(?=  \w)", "M:SS", text)
+    def number(self, kind, value):
+        """1 for the first one of its kind: one number is one value all through a recording."""
+        known = self.known.setdefault(kind, {})
+        return known.setdefault(value, 1 + len(known))
 
 
 def play(recorded, shell):
-    played, command = [], ""
-    for line, before, after in zip(recorded, [""] + recorded, recorded[1:] + [""]):
-        if line[:1] not in ("#", "$", ">"):
-            continue
-        if played and not before:
-            played.append("")
-        played.append(line)
-        if line[0] != "#":
-            command += line[2:] + "\n"
-            if not after.startswith("> "):
-                played += shell.run(command)
-                command = ""
+    played = []
+    for part in re.findall(r"(?m)^#.*|^\$ .*(?:\n> .*)*|^$(?=\n[#$])", recorded):
+        played += part.split("\n")
+        if part.startswith("$"):
+            played += shell.run(re.sub(r"(?m)^[$>] ", "", part))
     return played
 
 
 def main(path, *folders):
-    with open(path, encoding="utf-8") as file:
-        recorded = file.read().splitlines()
+    recorded = Path(path).read_text(encoding="utf-8")
     with tempfile.TemporaryDirectory(prefix="velmorin-", ignore_cleanup_errors=True) as bench:
         os.chmod(bench, 0o755)  # some programs are run as nobody
         shell = Shell(bench, folders)
@@ -140,12 +135,11 @@ def main(path, *folders):
             played = play(recorded, shell)
         finally:
             os.killpg(shell.bash.pid, signal.SIGKILL)
-    differences = list(difflib.unified_diff(recorded, played, path, "played", lineterm=""))
+    differences = list(difflib.unified_diff(recorded.splitlines(), played, path, "played", lineterm=""))
     print(*differences, sep="\n")
     if differences and os.environ.get("VELMORIN_TRANSCRIPTS") == "write":
-        with open(path, "w", encoding="utf-8") as file:
-            file.write("\n".join(played) + "\n")
-    return 1 if differences else 0
+        Path(path).write_text("\n".join(played) + "\n", encoding="utf-8")
+    return bool(differences)
 
 
 sys.exit(main(*sys.argv[1:]))
