@@ -5,7 +5,10 @@
 #include <cstring>
 #include <string>
 
+#include "candump.h"
 #include "printed.h"
+
+using namespace velmorin;
 
 namespace {
 
@@ -46,6 +49,27 @@ TEST(Checksums, GiveThePublishedCheckValuesOrRefuse) {
     EXPECT_EQ(b(""), 0U);
     EXPECT_EQ(tool::crc32_planA(nullptr, 4), 0xFFFFFFFFU);
     EXPECT_EQ(tool::crc32_planB(nullptr, 4), 0U);
+}
+
+TEST(CandumpLine, GivesTheFrameOrSaysWhatElseItIs) {
+    const std::pair<const char*, const char*> frames[] = {
+        {"(12.500000) can0 10E08A70#0011", "(0000000012.500000) can0 10E08A70#0011"},
+        {"(12.000001) vcan12 7ff#aBcDeF0123456789 R", "(0000000012.000001) vcan12 7FF#ABCDEF0123456789"},
+        {"(1.5) x 123#R T\r", "(0000000001.500000) x 123#R"},
+        {"(1.0) x 123#R8", "(0000000001.000000) x 123#R8"},
+        {"(1.0) x 123#1122334455667788_F", "(0000000001.000000) x 123#1122334455667788"},
+        {"(1.0) x 20000020#00", "(0000000001.000000) x 20000020#00"},
+        {"(1.0) x 123#", "(0000000001.000000) x 123#"},
+    };
+    LoggedFrame frame;
+    for (const auto& [read, as_written] : frames) {
+        EXPECT_EQ(ParseCandumpLine(read, &frame), LineKind::kFrame) << read;
+        const timeval when{frame.at / 1'000'000, frame.at % 1'000'000};
+        EXPECT_EQ(CandumpLine(when, std::string(frame.interface), frame.frame), as_written);
+    }
+    EXPECT_EQ(ParseCandumpLine("(1.0) x 123##1112233", &frame), LineKind::kForeign);
+    EXPECT_EQ(ParseCandumpLine("", &frame), LineKind::kBlank);
+    EXPECT_EQ(ParseCandumpLine("# note", &frame), LineKind::kBlank);
 }
 
 }  // namespace
