@@ -135,6 +135,7 @@ def main(path, *folders):
             played = play(recorded, shell)
         finally:
             os.killpg(shell.bash.pid, signal.SIGKILL)
+            shell.bash.wait()
     differences = list(difflib.unified_diff(recorded.splitlines(), played, path, "played", lineterm=""))
     print(*differences, sep="\n")
     if differences and os.environ.get("VELMORIN_TRANSCRIPTS") == "write":
