@@ -12,12 +12,12 @@
 #include <utility>
 #include <variant>
 
-#include "../../../src/system/process.h"  // tests/support has another one
 #include "benchdir.h"
 #include "candump.h"
 #include "desk.h"
 #include "explain.h"
 #include "options.h"
+#include "process.h"
 #include "watchedrun.h"
 
 using namespace velmorin;
