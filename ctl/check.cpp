@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -103,9 +104,10 @@ std::pair<const char*, Finding> CheckStaging() {
             const std::string folder = std::filesystem::path(StagingFile()).parent_path();
             if (access(folder.c_str(), W_OK) == 0)
                 return {"missing", {kExitDone, file + "missing; the first job makes it"}};
-            return {"missing",
-                    {kExitStaging,
-                     file + "missing, and its folder cannot be written; make the folder: " + folder}};
+            const char* const why = errno == ENOENT
+                                        ? "missing, and so is its folder; make it: "
+                                        : "missing, and its folder cannot be written; run as its owner: ";
+            return {"missing", {kExitStaging, file + why + folder}};
         }
         case FaultKind::kNotWritable:
         case FaultKind::kBusy:

@@ -67,10 +67,11 @@ std::string UnknownWord(const CLI::App& app, const CLI::App* command) {
     return "one word too many: " + quoted;
 }
 
-/// The library's own words, but for one fault that it tells of in riddles.
+/// The library's own words, but for two faults that it tells of in riddles.
 std::string PlainText(const CLI::ParseError& error) {
     const std::string text = error.what();
-    const std::size_t twice = text.find(": At Most 1 required");
+    const std::size_t none = text.find(": 1 required"), twice = text.find(": At Most 1 required");
+    if (none != std::string::npos) return text.substr(0, none) + " needs a value";
     return twice == std::string::npos ? Printable(text) : text.substr(0, twice) + " is given more than once";
 }
 

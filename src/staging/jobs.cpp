@@ -92,7 +92,8 @@ Fault CheckStagingFile(const char* file, bool writable) {
     return InTransaction(file, access, kUsualPatience, [&](Transaction& transaction) {
         Statement check(transaction, "PRAGMA integrity_check(1)");
         check.Start();
-        if (check.Next() && std::string(check.Cell(0)) != "ok") throw Damaged(check.Cell(0));
+        const std::string what = check.Next() ? check.Cell(0) : "ok";
+        if (what != "ok") throw Damaged(what.substr(what.rfind('\n') + 1));  // a heading stands before it
     });
 }
 

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <new>
 
@@ -50,6 +51,15 @@ Fault LookAt(const std::string& path) {
     return {};
 }
 
+std::filesystem::path FolderOf(const std::string& path) {
+    return std::filesystem::path(path).parent_path();
+}
+
+/// Every change needs the file, and a journal beside it.
+bool IsWritable(const std::string& path) {
+    return access(path.c_str(), W_OK) == 0 && access(FolderOf(path).c_str(), W_OK) == 0;
+}
+
 Fault NotWritable(const std::string& path) {
     if (access(path.c_str(), W_OK) == 0 || errno == ENOENT)
         return {FaultKind::kNotWritable,
@@ -91,7 +101,9 @@ Fault Transaction::LastFault() {
             return {FaultKind::kDisk, "the disk is full; make room and try again"};
         case SQLITE_CANTOPEN:
             if (fault_of_system == EACCES || fault_of_system == EROFS) return NotWritable(path_);
-            if (fault_of_system == ENOENT) return {FaultKind::kDisk, "its folder is missing; make it first"};
+            if (fault_of_system == ENOENT && !std::filesystem::exists(FolderOf(path_)))
+                return {FaultKind::kDisk, "its folder is missing; make it first"};
+            if (fault_of_system == ENOENT) return NotWritable(path_);
             [[fallthrough]];
         case SQLITE_IOERR:
             return {FaultKind::kDisk, "the disk fails: " + system + "; look at the disk and try again"};
@@ -137,6 +149,7 @@ void Transaction::CheckTables() {
 Transaction::Transaction(const char* file, Access access, Patience patience)
     : path_(platform::ResolvePath(file)), patience_(patience) {
     if (const Fault fault = LookAt(path_)) throw fault;
+    if (access == Access::kWrite && !IsWritable(path_)) throw NotWritable(path_);
     Open(SQLITE_OPEN_READWRITE);
     Execute(access == Access::kWrite ? "BEGIN IMMEDIATE" : "BEGIN");
     CheckTables();
