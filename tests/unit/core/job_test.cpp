@@ -70,7 +70,6 @@ TEST_F(Job, WhatIsNoImageIsRefusedByNameAndHasNoRow) {
     const struct {
         std::string path, result, complaint;
     } cases[] = {
-        {"/no/such", "-1", "file:: No such file or directory\n"},
         {bench.Write("empty", ""), "-1", ""},
         {folder, "-3", "image " + folder + ": not a regular file\n"},
         {"/dev/zero", "-1", "image /dev/zero: not a regular file\n"},
@@ -106,7 +105,6 @@ TEST_F(Job, RowOpensWithTheJobAndClosesWithItsResult) {
     EXPECT_EQ(Sql("SELECT state,result,timeuse FROM tag_history"), Rows{"1|12|" + time});
 
     EXPECT_EQ(ElapsedMs({10, 900000}, {12, 100000}), 1200);
-    EXPECT_EQ(ElapsedMs({10, 0}, {7210, 0}), 2905032) << "7.2e9 microseconds modulo 2^32";
 }
 
 TEST_F(Job, PathGivesTheImageTypeAndReachesTheRowUnchanged) {

@@ -79,10 +79,9 @@ TEST_F(Staging, PacketsComeAsTheyStandAndTheSelfCheckSkipsDamagedOnes) {
     // The group's checksums have too few digits and too many.
     Sql("INSERT INTO tag_history VALUES(NULL,0,'','e0',1,16,'20',8,-1,0,'','',7);"
         "INSERT INTO tag_infor VALUES(NULL,0,'00000400','1079e08a',1,'8b','0102030405',7);"
-        "INSERT INTO tag_data(address,savestamp,dataid,datalen,data) VALUES"
-        "('00000400',7,0,8,'0110204142434445'),('00000400',7,1,264,'01'),('00000400',7,-3,255,'012'),"
-        "('00000400',7,1,6,'0110204146470000'),('00000400',7,2,8,NULL),"
-        "('00000400',7,260,8,'77777777777777777777'),('00000400',8,0,8,'0110204130303030')");
+        "INSERT INTO tag_data(address,savestamp,dataid,datalen,data) SELECT '00000400',* FROM (VALUES"
+        "(7,0,8,'0110204142434445'),(7,1,264,'01'),(7,-3,8,'012'),(7,1,6,'0110204146470000'),(7,2,8,NULL),"
+        "(7,2,3,''),(7,2,9,''),(7,260,8,'77777777777777777777'),(8,0,8,'0110204130303030'))");
     s_addnode& before = cache.emplace_back();  // gets its own packets
     before.address = 0x400;
     before.savestamp = 8;
@@ -97,10 +96,35 @@ TEST_F(Staging, PacketsComeAsTheyStandAndTheSelfCheckSkipsDamagedOnes) {
                           std::string(reinterpret_cast<const char*>(packet.frame.data), 8));
     }
     const std::string zeros(8, '\0');
-    EXPECT_EQ(packets, (Rows{"0 8 \1\x10 ABCDE", "1 8 \1" + zeros.substr(1), "-3 255 " + zeros,
-                             "1 6 \1\x10 AFG" + zeros.substr(6), "2 8 " + zeros, "260 8 wwwwwwww"}));
+    EXPECT_EQ(packets, (Rows{"0 8 \1\x10 ABCDE", "1 8 \1" + zeros.substr(1), "-3 8 " + zeros,
+                             "1 6 \1\x10 AFG" + zeros.substr(6), "2 8 " + zeros, "2 3 " + zeros,
+                             "2 9 " + zeros, "260 8 wwwwwwww"}));
     EXPECT_EQ(Payload(), "0000BCDEFG" + zeros);
     EXPECT_EQ(out, "countnum:18\nnsave:2\n");
+    for (int i = 0; i < 300; ++i) cache.back().dataqueue.push_back({0, 259, 7, {0, {8}, 0, 0, 0, {}}});
+    Payload();
+    EXPECT_EQ(out, "countnum:1040\nnsave:2\n") << "a group has no room for more";
+    Capture([&] { loader.Load_UnitTest(&cache, "/no/such"); });
+    EXPECT_EQ(err, "/no/such: No such file or directory\n");
+}
+
+TEST_F(Staging, ReadersSayWhatIsWrongWithTheFileAndLeaveTheirOutputs) {
+    Capture([&] {
+        db().DB_GetHistory(&history, kStagingFile, "key"), db().DB_GetInfor(7, &cache, kStagingFile, "key");
+        db().DB_GetData(nullptr, 1024, 1, 7, kStagingFile, "key");
+    });
+    EXPECT_EQ(err,
+              "Error: 164 sqlite3_key Fail.\nError: 280 sqlite3_key Fail.\nError: 415 sqlite3_key Fail.\n");
+    history.timestamp = 55;
+    cache.resize(1);
+    const std::string failed = "sqlite3 get table failed error code: 1\n", none = "config db is not exit!\n";
+    const std::string group = "index:0,state:0 crcA:00000000 crcB:00000000\n";
+    Sql("DROP TABLE tag_history; DROP TABLE tag_infor; DROP TABLE tag_data");
+    LoadStaged();
+    EXPECT_EQ(out, "mstamp:55\n" + failed + group + failed);
+    std::filesystem::remove(bench.StagingFile());
+    LoadStaged();
+    EXPECT_EQ(out, none + "mstamp:55\n" + none + group + none);
 }
 
 }  // namespace
