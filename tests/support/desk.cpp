@@ -124,10 +124,11 @@ void PackInto(canframe& session, const std::string& image) {
         image + std::string(static_cast<std::size_t>(GroupsOf(size) * kGroupSize - size), '\xFF');
     const auto* bytes = reinterpret_cast<const unsigned char*>(padded.data());
     PackData packer;
-    packer.canid = DataIdentifier(session.m_chargeaddress);
-    packer.canport = session.m_canport;
-    packer.devtype = session.m_devtype;
-    packer.upaddress = session.m_updateaddress;
+    packer.Pack_SetCanPort(session.m_canport);
+    packer.Pack_SetChargeAddress(session.m_chargeaddress);
+    packer.Pack_SetDevType(session.m_devtype);
+    packer.Pack_SetUpAddress(session.m_updateaddress);
+    packer.canid = DataIdentifier(packer.chargeaddress);
     packer.groupsize = kGroupSize;
     for (int i = 0; i < GroupsOf(size); ++i)
         packer.Pack_WriteDataToDBV2(&session.m_addlist, i, bytes + i * kGroupSize, kGroupSize);

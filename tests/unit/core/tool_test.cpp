@@ -44,6 +44,7 @@ TEST(Checksums, GiveThePublishedCheckValuesOrRefuse) {
     EXPECT_EQ(a("12345678"), 0xFEFC54F9U);
     EXPECT_EQ(a(group), 0x8ADA4578U);
     EXPECT_EQ(b("123456789"), 0xCBF43926U);
+    EXPECT_EQ(b("a"), 0xE8B7BE43U);
     EXPECT_EQ(b(group), 0xB70B4C26U);
     for (const char* text : {"", "1", "12", "123", "12345"}) EXPECT_EQ(a(text), 0xFFFFFFFFU) << text;
     EXPECT_EQ(b(""), 0U);
