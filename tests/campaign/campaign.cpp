@@ -3,8 +3,9 @@
 //
 //   VELMORIN_SEED=N VELMORIN_JOBS=N campaign
 //
-// Exit status 1 when a job came out wrong, broke a rule of the protocol, tried for ever as a watched run, or
-// when memory grew from job to job.
+// Exit status 1 when a job came out wrong, broke a rule of the protocol, tried for ever as a watched run,
+// when more than one log in 300 is explained as something else than what happened, or when memory grew from
+// job to job.
 #include <malloc.h>
 
 #include <algorithm>
@@ -17,6 +18,7 @@
 #include <optional>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "trial.h"
 
@@ -136,7 +138,8 @@ void PrintRow(std::FILE* to, const char* name, const Tally& tally) {
 }
 
 /// Runs one job. Empty, or what is wrong with it.
-std::string RunOne(const BenchDir& bench, bool watched, const Fault& fault, unsigned int seed, Tally* tally) {
+std::string RunOne(const BenchDir& bench, bool watched, const Fault& fault, unsigned int seed, Tally* tally,
+                   std::vector<std::string>* misread) {
     Random random(seed);
     Trial trial(bench, watched, random);
     Disturbance disturbance;
@@ -146,6 +149,7 @@ std::string RunOne(const BenchDir& bench, bool watched, const Fault& fault, unsi
     if (fault.set == Nothing && outcome != Outcome::kWell && trial.fault.empty())
         trial.fault = "an undisturbed job did not end well";
     if (watched && outcome == Outcome::kTrying) trial.fault = "tries for ever";
+    if (!trial.misread.empty()) misread->push_back(std::string(fault.name) + ": " + trial.misread);
     if (trial.fault.empty()) return "";
     return std::string(fault.name) + ": " + trial.fault + " (after " + std::to_string(trial.Ended() / 1000) +
            " ms)";
@@ -156,13 +160,14 @@ bool RunAll(std::FILE* report, bool watched, unsigned int seed, unsigned int job
     std::optional<BenchDir> bench;
     bool right = true;
     std::array<Tally, kKinds> tallies{};
+    std::vector<std::string> misread;
     std::size_t memory = 0;
     for (unsigned int job = 0; job < jobs; ++job) {
         if (job == jobs / 2) memory = mallinfo2().uordblks;
         if (job % 500 == 0) bench.emplace();  // every row is read to close a job's
         const std::size_t kind = job % kKinds;
         const std::string wrong =
-            RunOne(*bench, watched, kFaults[kind], seed + job * 2654435761U, &tallies[kind]);
+            RunOne(*bench, watched, kFaults[kind], seed + job * 2654435761U, &tallies[kind], &misread);
         if (wrong.empty()) continue;
         right = false;
         std::fprintf(report, "job %u, %s\n", job, wrong.c_str());
@@ -181,7 +186,9 @@ bool RunAll(std::FILE* report, bool watched, unsigned int seed, unsigned int job
     // One group that is not freed holds 8 KiB. With a sanitizer, which looks itself, both read as zero.
     const std::size_t now = mallinfo2().uordblks;
     std::fprintf(report, "\nmemory in use: %zu bytes after half of the jobs, %zu after all\n", memory, now);
-    return right && now <= memory + 32768 + std::size_t{jobs} * 100;
+    // A log does not hold all that the session knew: which of two frames of one pass came first, say.
+    for (const std::string& each : misread) std::fprintf(report, "misread log, %s\n", each.c_str());
+    return right && misread.size() <= jobs / 300 && now <= memory + 32768 + std::size_t{jobs} * 100;
 }
 
 }  // namespace

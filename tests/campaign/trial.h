@@ -59,13 +59,14 @@ class Trial {
     Outcome Run(const Disturbance& disturbance);
 
     std::string fault;
-    std::string told;  ///< by the watched run at its end
+    std::string misread;  ///< how the log of the session is wrongly explained, which may happen now and then
     Desk::Micros Ended() const { return desk_ ? desk_->now : 0; }
 
   private:
     void RunSession();
     void RunWatch();
-    std::string WronglyExplained(const std::vector<velmorin::Update>& updates) const;
+    std::string WronglyExplained(const std::vector<velmorin::Update>& updates,
+                                 const std::vector<velmorin::Update>& filtered) const;
     Desk::Fate FateOf(Desk::Way way, can_frame& frame);
     void NoteYes(const can_frame& reply);
     void NoteForgery(const can_frame& frame);
