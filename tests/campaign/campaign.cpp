@@ -4,7 +4,7 @@
 //   VELMORIN_SEED=N VELMORIN_JOBS=N campaign
 //
 // Exit status 1 when a job came out wrong, broke a rule of the protocol, tried for ever as a watched run,
-// when more than one log in 300 is explained as something else than what happened, or when memory grew from
+// when more than one log in 600 is explained as something else than what happened, or when memory grew from
 // job to job.
 #include <malloc.h>
 
@@ -188,7 +188,7 @@ bool RunAll(std::FILE* report, bool watched, unsigned int seed, unsigned int job
     std::fprintf(report, "\nmemory in use: %zu bytes after half of the jobs, %zu after all\n", memory, now);
     // A log does not hold all that the session knew: which of two frames of one pass came first, say.
     for (const std::string& each : misread) std::fprintf(report, "misread log, %s\n", each.c_str());
-    return right && misread.size() <= jobs / 300 && now <= memory + 32768 + std::size_t{jobs} * 100;
+    return right && misread.size() <= jobs / 600 && now <= memory + 32768 + std::size_t{jobs} * 100;
 }
 
 }  // namespace

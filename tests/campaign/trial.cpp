@@ -85,21 +85,22 @@ void Trial::RunSession() {
 }
 
 /// What explains logs must come to the session's own result and to where it is, from the frames alone.
-/// Those of a session whose writes failed cannot tell.
+/// Those of a session whose writes failed may tell of no result, but not of another one.
 std::string Trial::WronglyExplained(const std::vector<Update>& updates,
                                     const std::vector<Update>& filtered) const {
+    const auto told = [](const std::vector<Update>& all) {
+        return all.empty() ? -1 : all.back().result.value_or(-1);
+    };
+    if (told(updates) != result_ && (told(updates) != -1 || desk_->refused == 0))
+        return "result " + std::to_string(result_) + " explained as " + std::to_string(told(updates));
     if (desk_->refused > 0) return "";
     if (updates.empty()) return "not explained at all";
-    const Update& update = updates.back();
-    const int explained = update.result.value_or(-1);
-    if (explained != result_)
-        return "result " + std::to_string(result_) + " explained as " + std::to_string(explained);
     // Which heartbeat the last one was is not known then, and so not what its reply did to a job that closes.
     const auto alike = [](int result) { return result == kResultHeartbeat ? kResultGroupRejected : result; };
-    const int guessed = filtered.empty() ? -1 : filtered.back().result.value_or(-1);
-    if (alike(guessed) != alike(result_))
-        return "result " + std::to_string(result_) + " explained as " + std::to_string(guessed) +
+    if (alike(told(filtered)) != alike(result_))
+        return "result " + std::to_string(result_) + " explained as " + std::to_string(told(filtered)) +
                " without heartbeats";
+    const Update& update = updates.back();
     bool same =
         session_.m_heartseq - update.heartbeats <= session_.m_mailbox.size();  // some are not sent yet
     same = same && (result_ != -1 || update.step == session_.m_runstep);
