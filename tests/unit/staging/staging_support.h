@@ -35,7 +35,10 @@ class StagingFixture : public testing::Test {
         const std::string path = bench.Write("image", image);
         int result = 0;
         Capture([&] {
-            packer.Pack_Init(1, 0xE0, 0x10, 0x20);
+            EXPECT_EQ(packer.Pack_Init(1, 0xE0, 0x10, 0x20), 0);
+            EXPECT_EQ(packer.Pack_SetCanPort(1) | packer.Pack_SetChargeAddress(0xE0) |
+                          packer.Pack_SetDevType(0x10) | packer.Pack_SetUpAddress(0x20),
+                      0);
             result = packer.Pack_Runing(path.c_str());
         });
         return result;

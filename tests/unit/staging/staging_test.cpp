@@ -49,7 +49,7 @@ TEST_F(Staging, ImageComesBackByteForByte) {
         ASSERT_EQ(Stage(image), 0);
         LoadStaged();
         EXPECT_TRUE(Payload() == image) << size;
-        Capture([&] { loader.Load_SynDatabases(0); });
+        Capture([&] { EXPECT_EQ(loader.Load_SynDatabases(0), 0); });
         loader.Load_CacheClean(&cache);
     }
     EXPECT_EQ(Sql("SELECT count(*), sum(state), sum(result) FROM tag_history"), Rows{"4|4|0"});
