@@ -50,7 +50,7 @@ TEST_F(Staging, ImageComesBackByteForByte) {
         LoadStaged();
         EXPECT_TRUE(Payload() == image) << size;
         Capture([&] { EXPECT_EQ(loader.Load_SynDatabases(0), 0); });
-        loader.Load_CacheClean(&cache);
+        EXPECT_EQ(loader.Load_CacheClean(&cache), 0);
     }
     EXPECT_EQ(Sql("SELECT count(*), sum(state), sum(result) FROM tag_history"), Rows{"4|4|0"});
     EXPECT_EQ(Sql("SELECT savestamp FROM tag_infor UNION ALL SELECT savestamp FROM tag_data"), Rows{});
